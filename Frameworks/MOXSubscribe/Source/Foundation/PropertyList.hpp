@@ -1,0 +1,189 @@
+#pragma once
+
+#include "Foundation/Bytes.hpp"
+#include "Foundation/Export.hpp"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <variant>
+#include <vector>
+
+namespace mox {
+
+/// A value of a property list: text, data, a number, a boolean, a date, an array or a dictionary.
+///
+/// A value type: a copy shares nothing that can change with its original. Copying, comparing and destroying
+/// take no more stack for a deep value than for a flat one. Text is always well-formed UTF-8: whatever is not
+/// becomes U+FFFD on entry, one for each ill-formed sequence, so that a value in memory and its written form
+/// never differ. One value belongs to one thread at a time; different values are independent.
+class MOX_EXPORT PropertyList {
+public:
+    struct Entry;
+
+    /// Values in order.
+    using Array = std::vector<PropertyList>;
+
+    /// What a value is. A UID has a form in binary property lists only.
+    enum class Kind { Boolean, Integer, Real, Date, UID, String, Data, Array, Dictionary };
+
+    /// A point in time, in seconds since 2001-01-01 00:00:00 UTC.
+    struct Date {
+        double secondsSince2001;
+        friend bool operator==(const Date&, const Date&) = default;
+    };
+
+    /// A reference to another object of a keyed archive.
+    struct UID {
+        std::uint64_t value;
+        friend bool operator==(const UID&, const UID&) = default;
+    };
+
+    /// Bytes that never change; copies share them, from any thread.
+    class Data {
+    public:
+        explicit Data(Bytes bytes) : _bytes(std::make_shared<const Bytes>(std::move(bytes))) {}
+
+        ByteView bytes() const noexcept { return *_bytes; }
+
+        friend bool operator==(const Data& left, const Data& right) noexcept {
+            return left._bytes == right._bytes || *left._bytes == *right._bytes;
+        }
+
+    private:
+        std::shared_ptr<const Bytes> _bytes;
+    };
+
+    /// Values by key, always in the order of their keys' UTF-16 code units. Pointers and iterators into a
+    /// dictionary hold until its next `set` or `remove`.
+    class MOX_EXPORT Dictionary {
+    public:
+        Dictionary() noexcept;
+        Dictionary(const Dictionary& other);
+        Dictionary& operator=(const Dictionary& other);
+        Dictionary(Dictionary&& other) noexcept;
+        Dictionary& operator=(Dictionary&& other) noexcept;
+        ~Dictionary();
+
+        bool empty() const noexcept { return _entries.empty(); }
+        std::size_t size() const noexcept;
+
+        /// The entries in the order of their keys.
+        const Entry* begin() const noexcept;
+        const Entry* end() const noexcept;
+
+        /// The value under `key`; null when there is none.
+        const PropertyList* find(std::string_view key) const noexcept;
+        PropertyList* find(std::string_view key) noexcept;
+
+        /// Stores `value` under `key` in place of what was there. Ill-formed UTF-8 in `key` is repaired.
+        /// Storing keys in ascending order takes constant time each. Returns the stored value.
+        PropertyList& set(std::string key, PropertyList value);
+
+        /// Removes the value under `key`; whether there was one.
+        bool remove(std::string_view key);
+
+        /// Removes the value under `key` and returns it; nil when there was none.
+        std::optional<PropertyList> take(std::string_view key);
+
+        /// The value under `key` when it has the named kind; null otherwise.
+        const std::string* string(std::string_view key) const noexcept;
+        const Data* data(std::string_view key) const noexcept;
+        const Array* array(std::string_view key) const noexcept;
+        const Dictionary* dictionary(std::string_view key) const noexcept;
+        Dictionary* dictionary(std::string_view key) noexcept;
+
+        friend MOX_EXPORT bool operator==(const Dictionary& left, const Dictionary& right);
+
+    private:
+        friend class PropertyList;
+
+        std::size_t indexFor(std::string_view key) const noexcept;
+
+        std::vector<Entry> _entries;
+    };
+
+    PropertyList(std::string text);
+    PropertyList(std::string_view text);
+    PropertyList(const char* text);
+    PropertyList(Data data) noexcept;
+    PropertyList(Date date) noexcept;
+    PropertyList(UID uid) noexcept;
+    PropertyList(Array array) noexcept;
+    PropertyList(Dictionary dictionary) noexcept;
+
+    /// Named, since the language converts too freely between numbers, booleans and pointers.
+    static PropertyList boolean(bool value);
+    static PropertyList integer(std::int64_t value);
+    static PropertyList unsignedInteger(std::uint64_t value);
+    static PropertyList real(double value);
+
+    /// The text that a reader has already found to be well-formed UTF-8, taken without another look.
+    static PropertyList validatedString(std::string text);
+
+    PropertyList(const PropertyList& other);
+    PropertyList& operator=(const PropertyList& other);
+    /// A value that was moved from may only be assigned to or destroyed.
+    PropertyList(PropertyList&& other) noexcept;
+    PropertyList& operator=(PropertyList&& other) noexcept;
+    ~PropertyList();
+
+    Kind kind() const noexcept;
+
+    /// Each gives null when the value is of another kind.
+    const std::string* string() const noexcept;
+    const Data* data() const noexcept;
+    const Array* array() const noexcept;
+    Array* array() noexcept;
+    const Dictionary* dictionary() const noexcept;
+    Dictionary* dictionary() noexcept;
+
+    /// Each gives nil when the value is of another kind. An integer above the signed 64-bit range has no
+    /// `integer()`, a negative one no `unsignedInteger()`.
+    std::optional<bool> boolean() const noexcept;
+    std::optional<std::int64_t> integer() const noexcept;
+    std::optional<std::uint64_t> unsignedInteger() const noexcept;
+    std::optional<double> real() const noexcept;
+    std::optional<Date> date() const noexcept;
+    std::optional<UID> uid() const noexcept;
+
+    /// Equal kinds and equal contents. Integers compare by value; a NaN equals a NaN, so that a copy always
+    /// equals its original.
+    friend MOX_EXPORT bool operator==(const PropertyList& left, const PropertyList& right);
+
+private:
+    /// An integer above the signed range, kept apart so that every integer has exactly one form.
+    struct LargeInteger {
+        std::uint64_t value;
+        friend bool operator==(const LargeInteger&, const LargeInteger&) = default;
+    };
+
+    using Value = std::variant<bool, std::int64_t, LargeInteger, double, Date, UID, std::string, Data, Array,
+                               Dictionary>;
+
+    template<typename Alternative>
+    PropertyList(std::in_place_type_t<Alternative> type, Alternative value) noexcept
+        : _value(type, std::move(value)) {}
+
+    static PropertyList copyWithoutNested(const PropertyList& other);
+    std::size_t childCount() const noexcept;
+    PropertyList& child(std::size_t index) noexcept;
+    const PropertyList& child(std::size_t index) const noexcept;
+    bool equalsIgnoringChildren(const PropertyList& other) const;
+    void copyNested(const PropertyList& other);
+    void releaseNested() noexcept;
+
+    Value _value;
+};
+
+/// A dictionary's key with its value.
+struct PropertyList::Entry {
+    std::string key;
+    PropertyList value;
+};
+
+} // namespace mox
