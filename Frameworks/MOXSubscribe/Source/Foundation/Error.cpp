@@ -33,7 +33,8 @@ std::string Error::localizedDescription() const {
 }
 
 std::string Error::description() const {
-    return "Error Domain=" + _domain + " Code=" + std::to_string(_code) + " \"" + localizedDescription() + "\"";
+    return "Error Domain=" + _domain + " Code=" + std::to_string(_code) + " \"" + localizedDescription() +
+           "\"";
 }
 
 } // namespace mox

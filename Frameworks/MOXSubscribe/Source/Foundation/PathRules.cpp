@@ -7,7 +7,8 @@ constexpr char separator = '/';
 
 /// `path` without the "/" at its end, but for "/" alone.
 std::string_view withoutTrailingSeparators(std::string_view path) {
-    while (path.size() > 1 && path.back() == separator) path.remove_suffix(1);
+    while (path.size() > 1 && path.back() == separator)
+        path.remove_suffix(1);
     return path;
 }
 

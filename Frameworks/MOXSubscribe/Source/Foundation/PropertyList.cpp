@@ -31,10 +31,9 @@ const PropertyList::Entry* PropertyList::Dictionary::end() const noexcept {
 }
 
 std::size_t PropertyList::Dictionary::indexFor(std::string_view key) const noexcept {
-    const auto position =
-        std::lower_bound(_entries.begin(), _entries.end(), key, [](const Entry& entry, std::string_view wanted) {
-            return precedesByUTF16(entry.key, wanted);
-        });
+    const auto position = std::lower_bound(
+        _entries.begin(), _entries.end(), key,
+        [](const Entry& entry, std::string_view wanted) { return precedesByUTF16(entry.key, wanted); });
     return static_cast<std::size_t>(position - _entries.begin());
 }
 
@@ -204,7 +203,8 @@ void PropertyList::copyNested(const PropertyList& other) {
         if (const Array* values = source->array()) {
             // Reserved before filled: the copies must not move while they wait for their own children.
             copy->array()->reserve(count);
-            for (const PropertyList& value : *values) copy->array()->push_back(copyWithoutNested(value));
+            for (const PropertyList& value : *values)
+                copy->array()->push_back(copyWithoutNested(value));
         } else {
             auto& entries = copy->dictionary()->_entries;
             entries.reserve(count);
@@ -243,8 +243,9 @@ void PropertyList::releaseNested() noexcept {
 // Reading
 
 PropertyList::Kind PropertyList::kind() const noexcept {
-    static constexpr Kind kinds[] = {Kind::Boolean, Kind::Integer, Kind::Integer, Kind::Real,  Kind::Date,
-                                     Kind::UID,     Kind::String,  Kind::Data,    Kind::Array, Kind::Dictionary};
+    static constexpr Kind kinds[] = {Kind::Boolean, Kind::Integer,   Kind::Integer, Kind::Real,
+                                     Kind::Date,    Kind::UID,       Kind::String,  Kind::Data,
+                                     Kind::Array,   Kind::Dictionary};
     static_assert(std::size(kinds) == std::variant_size_v<Value>);
     return kinds[_value.index()];
 }

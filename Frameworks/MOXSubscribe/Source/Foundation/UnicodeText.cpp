@@ -57,7 +57,8 @@ std::size_t endOfASCII(std::string_view text, std::size_t start) noexcept {
         if ((block & highBits) != 0) break;
         start += sizeof block;
     }
-    while (start < text.size() && byteAt(text, start) < 0x80) ++start;
+    while (start < text.size() && byteAt(text, start) < 0x80)
+        ++start;
     return start;
 }
 
@@ -94,7 +95,8 @@ std::string repairedUTF8(std::string text) {
 bool precedesByUTF16(std::string_view left, std::string_view right) noexcept {
     const std::size_t shared = std::min(left.size(), right.size());
     std::size_t index = 0;
-    while (index < shared && left[index] == right[index]) ++index;
+    while (index < shared && left[index] == right[index])
+        ++index;
     if (index == shared) return left.size() < right.size();
     const std::uint8_t leftByte = byteAt(left, index);
     const std::uint8_t rightByte = byteAt(right, index);

@@ -5,13 +5,16 @@
 namespace mox {
 
 InternalInconsistencyException::InternalInconsistencyException(const AssertionFailure& failure)
-    : std::runtime_error(std::string(failure.description)), _operation(failure.operation), _file(failure.file),
-      _line(failure.line) {}
+    : std::runtime_error(std::string(failure.description))
+    , _operation(failure.operation)
+    , _file(failure.file)
+    , _line(failure.line) {}
 
 InternalInconsistencyException::~InternalInconsistencyException() = default;
 
 InvalidArgumentException::InvalidArgumentException(std::string_view operation)
-    : std::invalid_argument(std::string(operation).append(": unrecognized selector")), _operation(operation) {}
+    : std::invalid_argument(std::string(operation).append(": unrecognized selector"))
+    , _operation(operation) {}
 
 InvalidArgumentException::~InvalidArgumentException() = default;
 
@@ -25,7 +28,8 @@ void AssertionHandler::unrecognizedSelector(const void*, std::string_view operat
     throw InvalidArgumentException(operation);
 }
 
-std::shared_ptr<AssertionHandler> CurrentAssertionHandler::install(std::shared_ptr<AssertionHandler> handler) {
+std::shared_ptr<AssertionHandler>
+CurrentAssertionHandler::install(std::shared_ptr<AssertionHandler> handler) {
     if (!handler) handler = std::make_shared<AssertionHandler>();
     const std::lock_guard lock(_mutex);
     return std::exchange(_handler, std::move(handler));

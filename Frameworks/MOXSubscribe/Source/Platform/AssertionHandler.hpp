@@ -10,7 +10,8 @@
 
 namespace mox {
 
-/// A programming error: an abstract operation called, the shared manager asked for too early, a damaged store.
+/// A programming error: an abstract operation called, the shared manager asked for too early, a damaged
+/// store.
 struct AssertionFailure {
     /// The object that received the call; the null pointer for an operation of a class.
     const void* object;

@@ -17,8 +17,8 @@ struct Platform {
     CurrentAssertionHandler& assertionHandler;
 };
 
-/// The platform in force: the one that was put in place with `setCurrentPlatform`, else the operating system's,
-/// which is built on first use and lives until the process ends. Any thread may ask.
+/// The platform in force: the one that was put in place with `setCurrentPlatform`, else the operating
+/// system's, which is built on first use and lives until the process ends. Any thread may ask.
 const Platform& currentPlatform();
 
 /// Puts `platform` in force, the operating system's when it is null; returns the one put in place before. A

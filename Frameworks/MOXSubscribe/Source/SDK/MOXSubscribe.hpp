@@ -1,0 +1,13 @@
+#pragma once
+
+/// Everything that a client of the framework needs.
+
+#include "SDK/MOXFileSubscriptionManager.hpp"
+#include "SDK/MOXLaunchAlias.hpp"
+#include "SDK/MOXPlistSubscription.hpp"
+#include "SDK/MOXPlistSubscriptionManager.hpp"
+#include "SDK/MOXSubscribeAdditions.hpp"
+#include "SDK/MOXSubscription.hpp"
+#include "SDK/MOXSubscriptionManager.hpp"
+#include "SDK/MOXTypes.hpp"
+#include "SDK/MOXVersionNumber.hpp"
