@@ -2,8 +2,6 @@
 
 #include "Foundation/Export.hpp"
 
-#include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -72,20 +70,6 @@ public:
     /// `object` (the null pointer for a class) does not recognise `operation`. The standard handler throws
     /// `InvalidArgumentException`.
     virtual void unrecognizedSelector(const void* object, std::string_view operation);
-};
-
-/// Holds the assertion handler in force. Any thread may use it.
-class CurrentAssertionHandler {
-public:
-    /// Puts `handler` in force, the standard one when it is null. Returns the one in force before.
-    std::shared_ptr<AssertionHandler> install(std::shared_ptr<AssertionHandler> handler);
-
-    /// The handler in force; never null.
-    std::shared_ptr<AssertionHandler> get() const;
-
-private:
-    mutable std::mutex _mutex;
-    std::shared_ptr<AssertionHandler> _handler = std::make_shared<AssertionHandler>();
 };
 
 } // namespace mox
