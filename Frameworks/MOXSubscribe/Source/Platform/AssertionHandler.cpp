@@ -1,7 +1,5 @@
 #include "Platform/AssertionHandler.hpp"
 
-#include <utility>
-
 namespace mox {
 
 InternalInconsistencyException::InternalInconsistencyException(const AssertionFailure& failure)
@@ -26,18 +24,6 @@ void AssertionHandler::handleFailure(const AssertionFailure& failure) {
 
 void AssertionHandler::unrecognizedSelector(const void*, std::string_view operation) {
     throw InvalidArgumentException(operation);
-}
-
-std::shared_ptr<AssertionHandler>
-CurrentAssertionHandler::install(std::shared_ptr<AssertionHandler> handler) {
-    if (!handler) handler = std::make_shared<AssertionHandler>();
-    const std::lock_guard lock(_mutex);
-    return std::exchange(_handler, std::move(handler));
-}
-
-std::shared_ptr<AssertionHandler> CurrentAssertionHandler::get() const {
-    const std::lock_guard lock(_mutex);
-    return _handler;
 }
 
 } // namespace mox

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Platform/AssertionHandler.hpp"
 #include "Platform/Bundles.hpp"
+#include "Platform/CurrentAssertionHandler.hpp"
 #include "Platform/FileSystem.hpp"
 #include "Platform/SystemLog.hpp"
 #include "Platform/UserDirectories.hpp"
