@@ -158,6 +158,9 @@ protected:
 private:
     friend class SharedManagerAccess;
 
+    struct SharedState;
+    static SharedState& sharedState();
+
     const Platform& _platform;
     mutable std::recursive_mutex _monitor;
 };
