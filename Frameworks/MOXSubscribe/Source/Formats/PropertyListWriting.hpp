@@ -7,15 +7,16 @@
 
 namespace mox {
 
-/// The form in which a dictionary is stored in a file: XML, or binary when a text or key in it holds a
-/// character that XML cannot carry, so that what is read back is always what was written. Nil when `value` is
-/// nested deeper than `maximumPropertyListDepth` (a reader would refuse it).
+/// The form in which a dictionary is stored in a file: XML, or binary when it holds what XML cannot
+/// carry (a character in a text or key, a date outside the years 1 to 9999, a UID), so that what is read back
+/// is always what was written, but for the fractions of seconds of dates in XML. Nil when `value` is nested
+/// deeper than `maximumPropertyListDepth` (a reader would refuse it).
 std::optional<Bytes> storedFormOfPropertyList(const PropertyList& value);
 
 /// The XML form. The layout is the platform's, to the byte: tabs, keys in UTF-16 order, empty containers as
 /// one tag; but data stands on one line, and a carriage return is written as `&#13;`, so that it survives.
-/// Nil when a text or key holds a character that XML cannot carry, or on excessive depth, or when there is a
-/// UID.
+/// Dates are written in whole seconds, rounded down. Nil when a text or key holds a character that XML cannot
+/// carry, a date lies outside the years 1 to 9999, there is a UID, or on excessive depth.
 std::optional<Bytes> xmlFromPropertyList(const PropertyList& value);
 
 /// The binary form ("bplist00"). Nil on excessive depth.

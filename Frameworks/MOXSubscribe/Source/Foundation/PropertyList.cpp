@@ -18,6 +18,28 @@ PropertyList::Dictionary::Dictionary(Dictionary&& other) noexcept = default;
 PropertyList::Dictionary& PropertyList::Dictionary::operator=(Dictionary&& other) noexcept = default;
 PropertyList::Dictionary::~Dictionary() = default;
 
+PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
+    const auto precedes = [](const Entry& one, const Entry& other) {
+        return precedesByUTF16(one.key, other.key);
+    };
+    const auto isOutOfOrder = [&precedes](const Entry& one, const Entry& other) {
+        return !precedes(one, other);
+    };
+    for (Entry& entry : entries)
+        entry.key = repairedUTF8(std::move(entry.key));
+    if (std::adjacent_find(entries.begin(), entries.end(), isOutOfOrder) != entries.end()) {
+        std::stable_sort(entries.begin(), entries.end(), precedes);
+        // From the back, where the last of equal keys comes first, which is the one that unique() keeps.
+        const auto firstKept =
+            std::unique(entries.rbegin(), entries.rend(),
+                        [](const Entry& one, const Entry& other) { return one.key == other.key; });
+        entries.erase(entries.begin(), firstKept.base());
+    }
+    Dictionary dictionary;
+    dictionary._entries = std::move(entries);
+    return dictionary;
+}
+
 std::size_t PropertyList::Dictionary::size() const noexcept {
     return _entries.size();
 }

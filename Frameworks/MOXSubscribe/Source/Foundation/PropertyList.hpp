@@ -69,6 +69,11 @@ public:
         Dictionary& operator=(Dictionary&& other) noexcept;
         ~Dictionary();
 
+        /// The dictionary of `entries`, given in any order; of a key that is there more than once the last
+        /// one stays. Ill-formed UTF-8 in a key is repaired. Takes linear time when they are in order
+        /// already, and n log n time otherwise.
+        static Dictionary fromEntries(std::vector<Entry> entries);
+
         bool empty() const noexcept { return _entries.empty(); }
         std::size_t size() const noexcept;
 

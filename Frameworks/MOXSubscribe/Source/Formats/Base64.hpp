@@ -1,0 +1,30 @@
+#pragma once
+
+#include "Foundation/Bytes.hpp"
+
+#include <cstdint>
+
+namespace mox {
+
+/// Appends the base64 form of `bytes` to `text`, padded and on one line.
+void appendBase64(std::string& text, ByteView bytes);
+
+/// Decodes base64 that arrives in pieces. White space and whatever else is outside the alphabet is skipped,
+/// as the platform does; "=" ends a group, and an unfinished group yields the bytes that are complete.
+class Base64Decoder {
+public:
+    /// Decodes the next piece of the text.
+    void append(std::string_view text);
+
+    /// The decoded bytes; the decoder is ready for another text afterwards.
+    Bytes take();
+
+private:
+    void endGroup();
+
+    Bytes _bytes;
+    std::uint32_t _bits = 0;
+    int _digits = 0;
+};
+
+} // namespace mox
