@@ -1,5 +1,7 @@
 #include "Foundation/PathRules.hpp"
 
+#include <algorithm>
+
 namespace mox {
 namespace {
 
@@ -28,19 +30,30 @@ std::size_t extensionStart(std::string_view path) {
 
 } // namespace
 
+std::optional<std::string_view> PathComponentReader::next() {
+    if (_rest.empty()) return std::nullopt;
+    const auto skipSeparators = [this] {
+        _rest.remove_prefix(std::min(_rest.find_first_not_of(separator), _rest.size()));
+    };
+    if (_rest.front() == separator) {
+        const std::string_view component = _rest.substr(0, 1);
+        skipSeparators();
+        return component;
+    }
+    const std::string_view component = _rest.substr(0, _rest.find(separator));
+    const std::string_view behind = _rest.substr(component.size());
+    _rest = behind;
+    skipSeparators();
+    const bool endsWithSeparator = _rest.empty() && !behind.empty();
+    if (endsWithSeparator) _rest = behind.substr(0, 1);
+    return component;
+}
+
 std::vector<std::string> pathComponents(std::string_view path) {
     std::vector<std::string> components;
-    if (path.empty()) return components;
-    if (path.front() == separator) components.emplace_back("/");
-    std::size_t start = 0;
-    while ((start = path.find_first_not_of(separator, start)) != std::string_view::npos) {
-        const std::size_t end = path.find(separator, start);
-        components.emplace_back(path.substr(start, end - start));
-        start = end;
-        if (end == std::string_view::npos) return components;
-    }
-    const bool isOnlySeparators = components.size() == 1 && components.front() == "/";
-    if (!isOnlySeparators) components.emplace_back("/");
+    PathComponentReader reader(path);
+    while (const auto component = reader.next())
+        components.emplace_back(*component);
     return components;
 }
 
@@ -50,11 +63,13 @@ std::string lastPathComponent(std::string_view path) {
     return std::string(path.substr(lastComponentStart(path)));
 }
 
-std::string stringByDeletingLastPathComponent(std::string_view path) {
+std::string_view viewByDeletingLastPathComponent(std::string_view path) {
     path = withoutTrailingSeparators(path);
-    const std::size_t start = lastComponentStart(path);
-    if (start == 0) return "";
-    return std::string(withoutTrailingSeparators(path.substr(0, start)));
+    return withoutTrailingSeparators(path.substr(0, lastComponentStart(path)));
+}
+
+std::string stringByDeletingLastPathComponent(std::string_view path) {
+    return std::string(viewByDeletingLastPathComponent(path));
 }
 
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component) {

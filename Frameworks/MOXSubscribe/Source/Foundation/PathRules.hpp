@@ -2,6 +2,7 @@
 
 #include "Foundation/Export.hpp"
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,11 +16,27 @@ namespace mox {
 /// anything longer than "/" adds a last component "/". The empty path has none.
 MOX_EXPORT std::vector<std::string> pathComponents(std::string_view path);
 
+/// Reads the components of a path one after another, the same that `pathComponents` lists, without a copy.
+/// The path's text must outlive the reader.
+class MOX_EXPORT PathComponentReader {
+public:
+    explicit PathComponentReader(std::string_view path) : _rest(path) {}
+
+    /// The next component; nil behind the last one.
+    std::optional<std::string_view> next();
+
+private:
+    std::string_view _rest;
+};
+
 /// The last component of `path`, a "/" at its end left aside: "b" for "/a/b/", "/" for "/", "" for "".
 MOX_EXPORT std::string lastPathComponent(std::string_view path);
 
 /// `path` without its last component: "/a" for "/a/b/", "/" for "/a", "" for "a", "/" for "/".
 MOX_EXPORT std::string stringByDeletingLastPathComponent(std::string_view path);
+
+/// The same as a view of the beginning of `path`.
+MOX_EXPORT std::string_view viewByDeletingLastPathComponent(std::string_view path);
 
 /// `path` with `component` added behind exactly one "/". Runs of "/" shrink to one and a "/" at the end goes;
 /// "" and "/" give "/", "" and "a" give "a".
