@@ -1,0 +1,307 @@
+#include "Platform/Linux/LinuxFileSystem.hpp"
+
+#include "Platform/FileSystemErrors.hpp"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <fcntl.h>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace mox {
+namespace {
+
+/// An errno value; 0 is success.
+using ErrorNumber = int;
+
+constexpr mode_t permissionBits = 0777;
+
+/// Makes a call again for as long as a signal interrupts it.
+template<typename Call>
+auto uninterrupted(Call call) {
+    auto result = call();
+    while (result < 0 && errno == EINTR)
+        result = call();
+    return result;
+}
+
+ErrorNumber errorNumberOf(int result) {
+    return result < 0 ? errno : 0;
+}
+
+/// A file descriptor that is closed at the end.
+class Descriptor {
+public:
+    Descriptor(SystemCalls& system, const std::string& path, int flags, mode_t mode = 0)
+        : _system(system)
+        , _number(uninterrupted([&] { return system.open(path.c_str(), flags | O_CLOEXEC, mode); }))
+        , _openError(errorNumberOf(_number)) {}
+    Descriptor(const Descriptor&) = delete;
+    Descriptor& operator=(const Descriptor&) = delete;
+    ~Descriptor() { close(); }
+
+    int number() const { return _number; }
+
+    /// Why it could not be opened.
+    ErrorNumber openError() const { return _openError; }
+
+    /// Closes it now, to learn of an error that a file system reports as late as that.
+    ErrorNumber close() {
+        if (_number < 0) return 0;
+        const ErrorNumber error = errorNumberOf(_system.close(std::exchange(_number, -1)));
+        // An interrupted close has closed all the same, and must not be repeated.
+        return error == EINTR ? 0 : error;
+    }
+
+private:
+    SystemCalls& _system;
+    int _number;
+    ErrorNumber _openError;
+};
+
+/// Whether the system can be given `path`, which it would take as ending at the first NUL.
+bool holdsNul(const std::string& path) {
+    return path.find('\0') != path.npos;
+}
+
+/// The folder that holds what `path` names, for the system: never empty, and "." and ".." are left to it.
+std::string folderOf(const std::string& path) {
+    const std::size_t separator = path.rfind('/');
+    if (separator == path.npos) return ".";
+    return separator == 0 ? "/" : path.substr(0, separator);
+}
+
+/// `path` without the "/" at its end, but for "/" alone.
+std::string withoutTrailingSeparators(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
+}
+
+/// What an item that is no regular file is refused with: reading a pipe or a device could block for ever.
+ErrorNumber refusalOfKind(const struct ::stat& status) {
+    if (S_ISREG(status.st_mode)) return 0;
+    return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+}
+
+ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content) {
+    while (!content.empty()) {
+        const ssize_t written =
+            uninterrupted([&] { return system.write(descriptor, content.data(), content.size()); });
+        if (written < 0) return errno;
+        content.remove_prefix(static_cast<std::size_t>(written));
+    }
+    return 0;
+}
+
+ErrorNumber synchronize(SystemCalls& system, int descriptor) {
+    return errorNumberOf(uninterrupted([&] { return system.fsync(descriptor); }));
+}
+
+ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
+    const ErrorNumber error = synchronize(system, folder.number());
+    return error == EINVAL ? 0 : error;
+}
+
+/// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
+/// a file may grow meanwhile, and some that the kernel makes up have none.
+ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Bytes& content) {
+    // One byte more than expected lets the end be seen without growing the buffer.
+    constexpr std::uintmax_t smallestBuffer = 4096;
+    const std::uintmax_t wanted = std::max(expectedSize + 1, smallestBuffer);
+    if (wanted > content.max_size() / 2) return EFBIG;
+    content.resize(static_cast<std::size_t>(wanted));
+    std::size_t length = 0;
+    for (;;) {
+        if (length == content.size()) {
+            if (length > content.max_size() / 2) return EFBIG;
+            content.resize(2 * length);
+        }
+        const ssize_t count = uninterrupted(
+            [&] { return system.read(descriptor, content.data() + length, content.size() - length); });
+        if (count < 0) return errno;
+        if (count == 0) break;
+        length += static_cast<std::size_t>(count);
+    }
+    content.resize(length);
+    content.shrink_to_fit();
+    return 0;
+}
+
+/// A path for a temporary file in `folder`: hidden, of a length of its own (so that a target's name may be as
+/// long as names can be), and not to be guessed by somebody who wants to be there first.
+ErrorNumber makeTemporaryPath(SystemCalls& system, const std::string& folder, std::string& path) {
+    std::array<unsigned char, 16> random;
+    if (system.getentropy(random.data(), random.size()) < 0) return errno;
+    path = folder + "/.mox-";
+    for (const unsigned char byte : random) {
+        constexpr const char* digits = "0123456789abcdef";
+        path += digits[byte >> 4];
+        path += digits[byte & 15];
+    }
+    return 0;
+}
+
+/// The permission bits that the file to be written over `path` must have; nil when the umask decides.
+ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::optional<FileMode>& mode) {
+    struct ::stat status;
+    if (system.lstat(path.c_str(), &status) < 0) return errno == ENOENT ? 0 : errno;
+    if (S_ISREG(status.st_mode)) mode = status.st_mode & permissionBits;
+    return 0;
+}
+
+/// Makes the file `path`, which must not exist yet, with `content`, on the disk before it returns. Without
+/// `mode` the umask decides. What was made is left to the caller in case of failure too.
+ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
+                         std::optional<FileMode> mode, bool& isMade) {
+    // With a mode to be set later, nobody else may look in the meantime.
+    const mode_t modeUntilThen = mode ? 0600 : 0666;
+    Descriptor file(system, path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, modeUntilThen);
+    if (file.openError() != 0) return file.openError();
+    isMade = true;
+    if (const ErrorNumber error = writeAll(system, file.number(), content)) return error;
+    if (mode && system.fchmod(file.number(), static_cast<mode_t>(*mode)) < 0) return errno;
+    if (const ErrorNumber error = synchronize(system, file.number())) return error;
+    return file.close();
+}
+
+ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView content,
+                        std::optional<FileMode> newFileMode) {
+    if (holdsNul(path)) return EINVAL;
+    const std::string folderPath = folderOf(path);
+    // Opened before anything is written, so that once the new file is in place only the synchronisation
+    // itself can still fail.
+    const Descriptor folder(system, folderPath, O_RDONLY | O_DIRECTORY);
+    if (folder.openError() != 0) return folder.openError();
+    std::optional<FileMode> mode = newFileMode;
+    if (const ErrorNumber error = findRequiredMode(system, path, mode)) return error;
+    std::string temporaryPath;
+    if (const ErrorNumber error = makeTemporaryPath(system, folderPath, temporaryPath)) return error;
+
+    bool isMade = false;
+    ErrorNumber error = writeNewFile(system, temporaryPath, content, mode, isMade);
+    if (error == 0) error = errorNumberOf(system.rename(temporaryPath.c_str(), path.c_str()));
+    if (error == 0) return synchronizeFolder(system, folder);
+    if (isMade) system.unlink(temporaryPath.c_str());
+    return error;
+}
+
+/// Whether there is a directory at `path`; 0, or why not. What is there but no directory is EEXIST.
+ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
+    struct ::stat status;
+    if (system.stat(path.c_str(), &status) < 0) return errno == ENOTDIR ? EEXIST : errno;
+    return S_ISDIR(status.st_mode) ? 0 : EEXIST;
+}
+
+/// Makes one directory and sees to it that it is still named in its parent after a crash.
+ErrorNumber makeDirectory(SystemCalls& system, const std::string& path, mode_t mode) {
+    if (system.mkdir(path.c_str(), mode) < 0) {
+        if (errno != EEXIST) return errno;
+        // Somebody else was faster, or a link that leads nowhere is in the way.
+        return checkDirectory(system, path) == 0 ? 0 : EEXIST;
+    }
+    const Descriptor parent(system, folderOf(path), O_RDONLY | O_DIRECTORY);
+    return parent.openError() != 0 ? parent.openError() : synchronizeFolder(system, parent);
+}
+
+ErrorNumber makeDirectories(SystemCalls& system, const std::string& path, mode_t mode) {
+    if (holdsNul(path)) return EINVAL;
+    if (path.empty()) return ENOENT;
+    std::vector<std::string> missing;
+    for (std::string folder = withoutTrailingSeparators(path);;
+         folder = withoutTrailingSeparators(folderOf(folder))) {
+        const ErrorNumber error = checkDirectory(system, folder);
+        if (error == 0) break;
+        if (error != ENOENT || folder == ".") return error;
+        missing.push_back(folder);
+    }
+    while (!missing.empty()) {
+        const mode_t modeHere = missing.size() == 1 ? mode : permissionBits;
+        if (const ErrorNumber error = makeDirectory(system, missing.back(), modeHere)) return error;
+        missing.pop_back();
+    }
+    return 0;
+}
+
+ErrorNumber moveWithoutReplacing(SystemCalls& system, const std::string& source,
+                                 const std::string& destination) {
+    if (holdsNul(source) || holdsNul(destination)) return EINVAL;
+    if (system.renameat2(source.c_str(), destination.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (errno != EINVAL && errno != ENOSYS) return errno;
+    // The file system has no such rename: the next best is to look first.
+    struct ::stat status;
+    if (system.lstat(destination.c_str(), &status) == 0) return EEXIST;
+    if (errno != ENOENT) return errno;
+    return errorNumberOf(system.rename(source.c_str(), destination.c_str()));
+}
+
+} // namespace
+
+ItemKind LinuxFileSystem::itemKindAtPath(const std::string& path) {
+    if (holdsNul(path)) return ItemKind::Missing;
+    struct ::stat status;
+    if (_system.stat(path.c_str(), &status) == 0) {
+        return S_ISDIR(status.st_mode) ? ItemKind::Directory : ItemKind::File;
+    }
+    switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case ENAMETOOLONG:
+        return ItemKind::Missing;
+    default:
+        return ItemKind::Inaccessible;
+    }
+}
+
+Result<Bytes> LinuxFileSystem::contentsOfFile(const std::string& path) {
+    if (holdsNul(path)) return readError(path, EINVAL);
+    // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.
+    const Descriptor file(_system, path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (file.openError() != 0) return readError(path, file.openError());
+    struct ::stat status;
+    if (_system.fstat(file.number(), &status) < 0) return readError(path, errno);
+    if (const ErrorNumber error = refusalOfKind(status)) return readError(path, error);
+    Bytes content;
+    const auto size = static_cast<std::uintmax_t>(std::max<off_t>(status.st_size, 0));
+    if (const ErrorNumber error = readAll(_system, file.number(), size, content))
+        return readError(path, error);
+    return content;
+}
+
+Result<void> LinuxFileSystem::writeFileAtomically(const std::string& path, ByteView content,
+                                                  std::optional<FileMode> newFileMode) {
+    if (const ErrorNumber error = replaceFile(_system, path, content, newFileMode))
+        return writeError(path, error);
+    return {};
+}
+
+Result<void> LinuxFileSystem::writeFileInPlace(const std::string& path, ByteView content) {
+    if (holdsNul(path)) return writeError(path, EINVAL);
+    Descriptor file(_system, path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, 0666);
+    if (file.openError() != 0) return writeError(path, file.openError());
+    struct ::stat status;
+    if (_system.fstat(file.number(), &status) < 0) return writeError(path, errno);
+    if (const ErrorNumber error = refusalOfKind(status)) return writeError(path, error);
+    if (const ErrorNumber error = writeAll(_system, file.number(), content)) return writeError(path, error);
+    if (const ErrorNumber error = file.close()) return writeError(path, error);
+    return {};
+}
+
+Result<void> LinuxFileSystem::createDirectoryWithIntermediates(const std::string& path, FileMode newMode) {
+    const ErrorNumber error = makeDirectories(_system, path, static_cast<mode_t>(newMode));
+    if (error != 0) return writeError(path, error);
+    return {};
+}
+
+Result<void> LinuxFileSystem::moveItem(const std::string& source, const std::string& destination) {
+    const ErrorNumber error = moveWithoutReplacing(_system, source, destination);
+    if (error == 0) return {};
+    // What is in the way is at the destination; everything else is told of what was to be moved.
+    return writeError(error == EEXIST ? destination : source, error);
+}
+
+} // namespace mox

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Platform/FileSystem.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
+
+namespace mox {
+
+/// The disk through Linux's system calls.
+///
+/// A file written atomically is made first as a hidden neighbour of its target, named ".mox-" and 32 random
+/// hexadecimal digits; only a crash leaves one behind. What makes a folder or a file durable is fsync(2) of
+/// it and of the folder that names it; a file system that cannot synchronise a folder (EINVAL) is believed to
+/// need none of that.
+class LinuxFileSystem : public FileSystem {
+public:
+    /// Makes every call through `system`, which must outlive the object.
+    explicit LinuxFileSystem(SystemCalls& system) : _system(system) {}
+
+    ItemKind itemKindAtPath(const std::string& path) override;
+    Result<Bytes> contentsOfFile(const std::string& path) override;
+    Result<void> writeFileAtomically(const std::string& path, ByteView content,
+                                     std::optional<FileMode> newFileMode) override;
+    Result<void> writeFileInPlace(const std::string& path, ByteView content) override;
+    Result<void> createDirectoryWithIntermediates(const std::string& path, FileMode newMode) override;
+    Result<void> moveItem(const std::string& source, const std::string& destination) override;
+
+private:
+    SystemCalls& _system;
+};
+
+} // namespace mox

@@ -1,0 +1,67 @@
+#include "Platform/Linux/SystemCalls.hpp"
+
+#include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace mox {
+
+SystemCalls::~SystemCalls() = default;
+
+int SystemCalls::open(const char* path, int flags, mode_t mode) {
+    return ::open(path, flags, mode);
+}
+
+int SystemCalls::close(int descriptor) {
+    return ::close(descriptor);
+}
+
+ssize_t SystemCalls::read(int descriptor, void* buffer, std::size_t size) {
+    return ::read(descriptor, buffer, size);
+}
+
+ssize_t SystemCalls::write(int descriptor, const void* bytes, std::size_t size) {
+    return ::write(descriptor, bytes, size);
+}
+
+int SystemCalls::fsync(int descriptor) {
+    return ::fsync(descriptor);
+}
+
+int SystemCalls::fchmod(int descriptor, mode_t mode) {
+    return ::fchmod(descriptor, mode);
+}
+
+int SystemCalls::fstat(int descriptor, struct ::stat* status) {
+    return ::fstat(descriptor, status);
+}
+
+int SystemCalls::stat(const char* path, struct ::stat* status) {
+    return ::stat(path, status);
+}
+
+int SystemCalls::lstat(const char* path, struct ::stat* status) {
+    return ::lstat(path, status);
+}
+
+int SystemCalls::mkdir(const char* path, mode_t mode) {
+    return ::mkdir(path, mode);
+}
+
+int SystemCalls::unlink(const char* path) {
+    return ::unlink(path);
+}
+
+int SystemCalls::rename(const char* source, const char* destination) {
+    return ::rename(source, destination);
+}
+
+int SystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
+    return ::renameat2(AT_FDCWD, source, AT_FDCWD, destination, flags);
+}
+
+int SystemCalls::getentropy(void* buffer, std::size_t size) {
+    return ::getentropy(buffer, size);
+}
+
+} // namespace mox

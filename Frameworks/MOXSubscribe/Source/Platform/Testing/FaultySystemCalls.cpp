@@ -1,0 +1,156 @@
+#include "Platform/Testing/FaultySystemCalls.hpp"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+
+namespace mox::test {
+namespace {
+
+bool mayBeInterrupted(SystemCall call) {
+    return call == SystemCall::Open || call == SystemCall::Read || call == SystemCall::Write ||
+           call == SystemCall::Fsync;
+}
+
+} // namespace
+
+void FaultySystemCalls::failCall(std::optional<SystemCall> call, std::size_t number, int errorNumber,
+                                 FaultDuration duration) {
+    const std::lock_guard lock(_mutex);
+    _fault = Fault{call, std::nullopt, number, errorNumber, duration};
+}
+
+void FaultySystemCalls::dieAtChange(std::size_t number) {
+    const std::lock_guard lock(_mutex);
+    _fault = Fault{std::nullopt, Effect::Changes, number, EIO, FaultDuration::FromThenOn};
+}
+
+void FaultySystemCalls::stopFailing() {
+    const std::lock_guard lock(_mutex);
+    _fault.reset();
+}
+
+void FaultySystemCalls::interruptFirstTries() {
+    const std::lock_guard lock(_mutex);
+    _interruptsFirstTries = true;
+}
+
+void FaultySystemCalls::limitTransfers(std::size_t size) {
+    const std::lock_guard lock(_mutex);
+    _transferLimit = size;
+}
+
+std::size_t FaultySystemCalls::faultsFired() const {
+    const std::lock_guard lock(_mutex);
+    return _faultsFired;
+}
+
+std::vector<SystemCall> FaultySystemCalls::calls() const {
+    const std::lock_guard lock(_mutex);
+    return _calls;
+}
+
+void FaultySystemCalls::resetCalls() {
+    const std::lock_guard lock(_mutex);
+    _calls.clear();
+    _faultsFired = 0;
+}
+
+/// Records the call; whether it is to fail, `errno` being set then.
+bool FaultySystemCalls::refuses(SystemCall call, Effect effect) {
+    const std::lock_guard lock(_mutex);
+    _calls.push_back(call);
+    if (_interruptsFirstTries && mayBeInterrupted(call)) {
+        _hasJustInterrupted = !_hasJustInterrupted;
+        if (_hasJustInterrupted) {
+            errno = EINTR;
+            return true;
+        }
+    }
+    if (!_fault || _fault->call.value_or(call) != call || _fault->effect.value_or(effect) != effect)
+        return false;
+    if (_fault->callsUntil > 1) {
+        --_fault->callsUntil;
+        return false;
+    }
+    ++_faultsFired;
+    errno = _fault->errorNumber;
+    if (_fault->duration == FaultDuration::Once) _fault.reset();
+    return true;
+}
+
+std::size_t FaultySystemCalls::limited(std::size_t size) const {
+    const std::lock_guard lock(_mutex);
+    return std::min(size, _transferLimit.value_or(size));
+}
+
+int FaultySystemCalls::open(const char* path, int flags, mode_t mode) {
+    const bool isForWriting = (flags & O_ACCMODE) != O_RDONLY;
+    if (refuses(SystemCall::Open, isForWriting ? Effect::Changes : Effect::Looks)) return -1;
+    return ForwardingSystemCalls::open(path, flags, mode);
+}
+
+int FaultySystemCalls::close(int descriptor) {
+    const bool isRefused = refuses(SystemCall::Close, Effect::Looks);
+    const int errorNumber = errno;
+    const int result = ForwardingSystemCalls::close(descriptor);
+    if (!isRefused) return result;
+    errno = errorNumber;
+    return -1;
+}
+
+ssize_t FaultySystemCalls::read(int descriptor, void* buffer, std::size_t size) {
+    if (refuses(SystemCall::Read, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::read(descriptor, buffer, limited(size));
+}
+
+ssize_t FaultySystemCalls::write(int descriptor, const void* bytes, std::size_t size) {
+    if (refuses(SystemCall::Write, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::write(descriptor, bytes, limited(size));
+}
+
+int FaultySystemCalls::fsync(int descriptor) {
+    return refuses(SystemCall::Fsync, Effect::Changes) ? -1 : ForwardingSystemCalls::fsync(descriptor);
+}
+
+int FaultySystemCalls::fchmod(int descriptor, mode_t mode) {
+    return refuses(SystemCall::Fchmod, Effect::Changes) ? -1
+                                                        : ForwardingSystemCalls::fchmod(descriptor, mode);
+}
+
+int FaultySystemCalls::fstat(int descriptor, struct ::stat* status) {
+    return refuses(SystemCall::Fstat, Effect::Looks) ? -1 : ForwardingSystemCalls::fstat(descriptor, status);
+}
+
+int FaultySystemCalls::stat(const char* path, struct ::stat* status) {
+    return refuses(SystemCall::Stat, Effect::Looks) ? -1 : ForwardingSystemCalls::stat(path, status);
+}
+
+int FaultySystemCalls::lstat(const char* path, struct ::stat* status) {
+    return refuses(SystemCall::Lstat, Effect::Looks) ? -1 : ForwardingSystemCalls::lstat(path, status);
+}
+
+int FaultySystemCalls::mkdir(const char* path, mode_t mode) {
+    return refuses(SystemCall::Mkdir, Effect::Changes) ? -1 : ForwardingSystemCalls::mkdir(path, mode);
+}
+
+int FaultySystemCalls::unlink(const char* path) {
+    return refuses(SystemCall::Unlink, Effect::Changes) ? -1 : ForwardingSystemCalls::unlink(path);
+}
+
+int FaultySystemCalls::rename(const char* source, const char* destination) {
+    return refuses(SystemCall::Rename, Effect::Changes) ? -1
+                                                        : ForwardingSystemCalls::rename(source, destination);
+}
+
+int FaultySystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
+    if (refuses(SystemCall::Renameat2, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::renameat2(source, destination, flags);
+}
+
+int FaultySystemCalls::getentropy(void* buffer, std::size_t size) {
+    return refuses(SystemCall::Getentropy, Effect::Looks) ? -1
+                                                          : ForwardingSystemCalls::getentropy(buffer, size);
+}
+
+} // namespace mox::test

@@ -1,0 +1,105 @@
+#pragma once
+
+#include "Platform/Testing/ForwardingFileSystem.hpp"
+#include "Platform/Testing/ForwardingSystemCalls.hpp"
+
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace mox::test {
+
+/// The operations of `SystemCalls`.
+enum class SystemCall {
+    Open,
+    Close,
+    Read,
+    Write,
+    Fsync,
+    Fchmod,
+    Fstat,
+    Stat,
+    Lstat,
+    Mkdir,
+    Unlink,
+    Rename,
+    Renameat2,
+    Getentropy,
+};
+
+/// System calls that are recorded, of which a test can let some fail, be interrupted or transfer little. A
+/// call that fails changes nothing on the disk, but a descriptor is closed whatever is said about it. Any
+/// thread may use it.
+class FaultySystemCalls : public ForwardingSystemCalls {
+public:
+    using ForwardingSystemCalls::ForwardingSystemCalls;
+
+    /// Lets the `number`-th call from now (1 is the next one) of the kind `call`, or of any kind when it is
+    /// nil, fail with `errorNumber`; when it lasts, all later ones too. Replaces the fault set before.
+    void failCall(std::optional<SystemCall> call, std::size_t number, int errorNumber,
+                  FaultDuration duration);
+
+    /// Lets nothing reach the disk any more from the `number`-th call (from now, 1 is the next one) on that
+    /// would change it, as if the process had died there: all of these calls fail with EIO. What they had
+    /// changed before stays. Opening to write or make a file, write, fsync, fchmod, mkdir, unlink and the
+    /// renames count.
+    void dieAtChange(std::size_t number);
+
+    /// Sets no fault any more.
+    void stopFailing();
+
+    /// Lets every first try of open, read, write and fsync fail with EINTR: the same call succeeds when it is
+    /// made again at once.
+    void interruptFirstTries();
+
+    /// Lets no read or write transfer more than `size` bytes.
+    void limitTransfers(std::size_t size);
+
+    /// How many calls have failed because of `failCall` or `dieAtChange`.
+    std::size_t faultsFired() const;
+
+    /// The kinds of all calls so far, failed and interrupted ones included, in their order.
+    std::vector<SystemCall> calls() const;
+
+    /// Forgets the calls and the faults fired so far.
+    void resetCalls();
+
+    int open(const char* path, int flags, mode_t mode) override;
+    int close(int descriptor) override;
+    ssize_t read(int descriptor, void* buffer, std::size_t size) override;
+    ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+    int fsync(int descriptor) override;
+    int fchmod(int descriptor, mode_t mode) override;
+    int fstat(int descriptor, struct ::stat* status) override;
+    int stat(const char* path, struct ::stat* status) override;
+    int lstat(const char* path, struct ::stat* status) override;
+    int mkdir(const char* path, mode_t mode) override;
+    int unlink(const char* path) override;
+    int rename(const char* source, const char* destination) override;
+    int renameat2(const char* source, const char* destination, unsigned flags) override;
+    int getentropy(void* buffer, std::size_t size) override;
+
+private:
+    enum class Effect { Looks, Changes };
+
+    struct Fault {
+        std::optional<SystemCall> call;
+        std::optional<Effect> effect;
+        std::size_t callsUntil;
+        int errorNumber;
+        FaultDuration duration;
+    };
+
+    bool refuses(SystemCall call, Effect effect);
+    std::size_t limited(std::size_t size) const;
+
+    mutable std::mutex _mutex;
+    std::vector<SystemCall> _calls;
+    std::optional<Fault> _fault;
+    std::size_t _faultsFired = 0;
+    bool _interruptsFirstTries = false;
+    bool _hasJustInterrupted = false;
+    std::optional<std::size_t> _transferLimit;
+};
+
+} // namespace mox::test

@@ -1,0 +1,61 @@
+#include "Platform/Testing/ForwardingSystemCalls.hpp"
+
+namespace mox::test {
+
+int ForwardingSystemCalls::open(const char* path, int flags, mode_t mode) {
+    return _target.open(path, flags, mode);
+}
+
+int ForwardingSystemCalls::close(int descriptor) {
+    return _target.close(descriptor);
+}
+
+ssize_t ForwardingSystemCalls::read(int descriptor, void* buffer, std::size_t size) {
+    return _target.read(descriptor, buffer, size);
+}
+
+ssize_t ForwardingSystemCalls::write(int descriptor, const void* bytes, std::size_t size) {
+    return _target.write(descriptor, bytes, size);
+}
+
+int ForwardingSystemCalls::fsync(int descriptor) {
+    return _target.fsync(descriptor);
+}
+
+int ForwardingSystemCalls::fchmod(int descriptor, mode_t mode) {
+    return _target.fchmod(descriptor, mode);
+}
+
+int ForwardingSystemCalls::fstat(int descriptor, struct ::stat* status) {
+    return _target.fstat(descriptor, status);
+}
+
+int ForwardingSystemCalls::stat(const char* path, struct ::stat* status) {
+    return _target.stat(path, status);
+}
+
+int ForwardingSystemCalls::lstat(const char* path, struct ::stat* status) {
+    return _target.lstat(path, status);
+}
+
+int ForwardingSystemCalls::mkdir(const char* path, mode_t mode) {
+    return _target.mkdir(path, mode);
+}
+
+int ForwardingSystemCalls::unlink(const char* path) {
+    return _target.unlink(path);
+}
+
+int ForwardingSystemCalls::rename(const char* source, const char* destination) {
+    return _target.rename(source, destination);
+}
+
+int ForwardingSystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
+    return _target.renameat2(source, destination, flags);
+}
+
+int ForwardingSystemCalls::getentropy(void* buffer, std::size_t size) {
+    return _target.getentropy(buffer, size);
+}
+
+} // namespace mox::test

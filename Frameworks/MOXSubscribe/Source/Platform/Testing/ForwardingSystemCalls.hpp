@@ -1,0 +1,32 @@
+#pragma once
+
+#include "Platform/Linux/SystemCalls.hpp"
+
+namespace mox::test {
+
+/// System calls that another object makes: what decorators change a few operations of.
+class ForwardingSystemCalls : public SystemCalls {
+public:
+    /// `target` must outlive the object.
+    explicit ForwardingSystemCalls(SystemCalls& target) : _target(target) {}
+
+    int open(const char* path, int flags, mode_t mode) override;
+    int close(int descriptor) override;
+    ssize_t read(int descriptor, void* buffer, std::size_t size) override;
+    ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+    int fsync(int descriptor) override;
+    int fchmod(int descriptor, mode_t mode) override;
+    int fstat(int descriptor, struct ::stat* status) override;
+    int stat(const char* path, struct ::stat* status) override;
+    int lstat(const char* path, struct ::stat* status) override;
+    int mkdir(const char* path, mode_t mode) override;
+    int unlink(const char* path) override;
+    int rename(const char* source, const char* destination) override;
+    int renameat2(const char* source, const char* destination, unsigned flags) override;
+    int getentropy(void* buffer, std::size_t size) override;
+
+private:
+    SystemCalls& _target;
+};
+
+} // namespace mox::test
