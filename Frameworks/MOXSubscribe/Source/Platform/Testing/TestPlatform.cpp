@@ -28,9 +28,9 @@ LinuxBundles::Surroundings surroundingsIn(const std::string& folder,
 } // namespace
 
 TestPlatform::TestPlatform(const Options& options)
-    : _disk(systemCalls)
+    : systemCalls(options.systemCalls ? *options.systemCalls : _ownSystemCalls)
+    , _disk(systemCalls)
     , _diskOfBundles(_ownSystemCalls)
-    , systemCalls(options.systemCalls ? *options.systemCalls : _ownSystemCalls)
     , fileSystem(_disk)
     , userDirectories(userDirectoriesIn(chosenFolder(options, _ownFolder)))
     , bundles(_diskOfBundles, surroundingsIn(chosenFolder(options, _ownFolder), options.languages))
