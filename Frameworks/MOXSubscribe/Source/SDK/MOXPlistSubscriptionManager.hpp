@@ -18,8 +18,13 @@ namespace mox {
 /// Walking a path is lenient on purpose: where a component is missing, the walk ends at the deepest folder
 /// that exists. So a look-up of "a/missing/N" finds the subscription N of a.
 ///
-/// A value of the wrong type in the tree counts as missing. A node that lacks "Folders" or "Subscriptions"
-/// where an operation needs it is an assertion failure ("Badly formed subscriptions dictionary").
+/// A value of the wrong type in the tree counts as missing, but stays where it is: a child folder that is no
+/// dictionary is a folder in which nothing can be stored, and an entry that is none is listed and found to be
+/// bad. A node that lacks "Folders" or "Subscriptions" where an operation needs it is an assertion failure
+/// ("Badly formed subscriptions dictionary"); each operation says what it does when the handler returns.
+///
+/// Paths and names that are not well-formed UTF-8 are repaired as texts in a property list are, so that
+/// memory, file and look-ups agree.
 class MOX_EXPORT MOXPlistSubscriptionManager : public MOXSubscriptionManager {
 public:
     ~MOXPlistSubscriptionManager() override;
@@ -44,24 +49,29 @@ public:
     /// Moves the entry at `source` to `destination`, in place of any entry there, and saves once. Its clone
     /// name stays. A missing destination folder stands for its deepest ancestor that exists. A move onto
     /// itself removes the subscription. Without an entry at `source` the result is false. On every exit the
-    /// error place is cleared, after a failure too; all of this on purpose. Takes the monitor.
+    /// error place is cleared, after a failure too and when an assertion throws; all of this on purpose. When
+    /// either folder is badly formed and the handler returns, nothing changes and the result is false. Takes
+    /// the monitor.
     bool moveSubscriptionFrom(std::string_view source, std::string_view destination,
                               std::optional<Error>* error = nullptr) override;
     /// Removes the folder with all in it and saves once; true also when it did not exist. With `onlyIfEmpty`
     /// a folder that holds a subscription at any depth is kept: true, no save. Error 2008 when the path
-    /// without its last component is shorter than two characters: what is at the top is never removed. Takes
-    /// the monitor.
+    /// without its last component is shorter than two characters: what is at the top is never removed. When
+    /// the parent is badly formed and the handler returns, the result is true after a save. Takes the
+    /// monitor.
     bool removeFolderAtPath(std::string_view path, bool onlyIfEmpty,
                             std::optional<Error>* error = nullptr) override;
     /// Gives the folder the last component of `newPath` as its name, in place of any folder of that name
     /// beside it, and saves once. It is never moved to another parent: when only the parents differ, the
     /// folder is removed. Equal paths: true, and nothing is done. False when there is no such folder or its
-    /// parent's path is shorter than two characters. On every exit the error place is cleared, after a
-    /// failure too; all of this on purpose. Takes the monitor, except for equal paths.
+    /// parent's path is shorter than two characters, and when its parent is badly formed and the handler
+    /// returns. On every exit the error place is cleared, after a failure too and when an assertion throws;
+    /// all of this on purpose. Takes the monitor, except for equal paths.
     bool renameFolderAtPath(std::string_view path, std::string_view newPath,
                             std::optional<Error>* error = nullptr) override;
     /// Makes the folder and every missing one above it, and saves once, also when nothing was missing. Always
-    /// true, the error place cleared. Takes the monitor.
+    /// true, the error place cleared. Below a badly formed folder, when the handler returns, nothing is made.
+    /// What is there is never overwritten. Takes the monitor.
     bool createFolderAtPath(std::string_view path, std::optional<Error>* error = nullptr) override;
     /// Whether `subscriptionAtPath` gives a record. Takes no lock.
     bool isSubscriptionAtPath(std::string_view path) override;
@@ -77,7 +87,8 @@ public:
     /// Makes the folder, with a save, then stores the entry, in place of one of the same name and type, with
     /// a second save. POSIX 22, and nothing is touched, when the resource name, both URLs, the file name or
     /// the folder is empty or the type is neither application nor desktop. Error 2004, and the folder stays,
-    /// when an entry of another type has the name. Takes no lock of its own.
+    /// when an entry of another type has the name. In a badly formed folder nothing is stored, and the result
+    /// is true all the same. Takes no lock of its own.
     bool subscribeToResource(std::string_view resourceName, const MOXSubscribeKeywords& keywords,
                              std::optional<Error>* error = nullptr) override;
 
@@ -121,10 +132,25 @@ protected:
     /// the folders in it. The root is in no list.
     void updateConvenienceArrays();
 
-    /// The root node; nil only while the manager is being built.
-    std::optional<PropertyList::Dictionary> _subscriptionHierarchy;
+    /// The root node, a dictionary; nil only while the manager is being built.
+    std::optional<PropertyList> _subscriptionHierarchy;
     /// The file; nil while the store lives in memory.
     std::optional<std::string> _plistPath;
+
+private:
+    /// Where the file is, its folder made when it is missing; nil, which is logged, when it cannot be had.
+    std::optional<std::string> findPlistPath() const;
+    /// Reads the file into the hierarchy, which stays nil when there is no file.
+    void loadSubscriptions();
+    /// Gives the file a name under which no save overwrites it.
+    void putUnreadableFileAside();
+    /// Whether the tree was written.
+    bool writeSubscriptions() const;
+    /// Asserts that a node lacks what the operation needs.
+    void reportBadlyFormedDictionary(std::string_view operation, int line) const;
+
+    /// Stands for a child folder that is no dictionary. Always empty.
+    PropertyList::Dictionary _nodeWithoutKeys;
 };
 
 } // namespace mox
