@@ -55,6 +55,17 @@ TEST(TestPlatform, Uses_the_folder_and_the_system_calls_that_it_is_given) {
     EXPECT_EQ(calls.calls(), std::vector{SystemCall::Stat});
 }
 
+TEST(TestPlatform, Finds_the_framework_s_own_bundle_and_its_texts_in_the_user_s_language) {
+    for (const std::string language : {"en", "de"}) {
+        const TestPlatform test({.languages = {language}});
+        const auto bundle = test.bundles.frameworkBundlePath("com.korvan.MOXSubscribe");
+        ASSERT_TRUE(bundle);
+        const auto texts = test.bundles.pathForResource("Localizable", "strings", *bundle);
+        ASSERT_TRUE(texts);
+        EXPECT_TRUE(texts->ends_with("/Resources/" + language + ".lproj/Localizable.strings")) << *texts;
+    }
+}
+
 TEST(RecordingSystemLog, Keeps_messages_as_they_are_given) {
     RecordingSystemLog log;
     log.log("one\ntwo");

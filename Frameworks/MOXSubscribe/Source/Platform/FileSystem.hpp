@@ -14,7 +14,8 @@ enum class ItemKind {
     Missing,      ///< Nothing is there, or a link that leads nowhere.
     File,         ///< Something that is no directory.
     Directory,    ///< A directory.
-    Inaccessible, ///< Something may be there, but the system refuses to tell (no permission, an I/O error).
+    Inaccessible, ///< Something may be there, but the system refuses to tell (no permission, an I/O error,
+                  ///< links that lead to each other).
 };
 
 /// Permission bits as in chmod(2).
@@ -60,8 +61,10 @@ public:
     virtual Result<void> createDirectoryWithIntermediates(const std::string& path,
                                                           FileMode newMode = 0777) = 0;
 
-    /// Moves what is at `source` to `destination` by a rename that never replaces anything: error 516 when
-    /// something is there. Links are moved themselves. On failure both are as they were.
+    /// Moves what is at `source` to `destination` by a rename that never replaces anything: error 516, with
+    /// the destination's path, when something is there; all other errors bear the source's path. Links are
+    /// moved themselves. On failure both are as they were. Nothing is synchronised: after a power cut the
+    /// item is at one of the two.
     virtual Result<void> moveItem(const std::string& source, const std::string& destination) = 0;
 };
 

@@ -21,7 +21,7 @@ FixedUserDirectories userDirectoriesIn(const std::string& folder) {
 LinuxBundles::Surroundings surroundingsIn(const std::string& folder,
                                           const std::vector<std::string>& languages) {
     return {.programPath = folder + "/Client.app/Contents/MacOS/Client",
-            .frameworkBundleCandidates = {MOX_FRAMEWORK_FOLDER},
+            .frameworkBundleCandidates = {MOX_FRAMEWORK_BUNDLE},
             .languages = languages};
 }
 
