@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <limits>
+#include <ostream>
 #include <string>
 #include <sys/stat.h>
 #include <vector>
@@ -48,6 +49,8 @@ struct TextProperty {
     std::string_view key;
     std::optional<std::string> (MOXLaunchAlias::*get)() const;
     void (MOXLaunchAlias::*set)(std::optional<std::string>);
+
+    friend void PrintTo(const TextProperty& value, std::ostream* stream) { *stream << value.key; }
 };
 
 const std::vector<TextProperty> textProperties = {

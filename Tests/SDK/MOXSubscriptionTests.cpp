@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -90,6 +91,8 @@ struct TextProperty {
     std::string_view key;
     std::optional<std::string> (MOXSubscription::*get)() const;
     void (MOXSubscription::*set)(std::optional<std::string>);
+
+    friend void PrintTo(const TextProperty& value, std::ostream* stream) { *stream << value.name; }
 };
 
 const std::vector<TextProperty> textProperties = {
@@ -277,6 +280,8 @@ struct MissingOperation {
     bool belongsToClass;
     bool isReportedAsNotRecognised;
     std::function<bool(BareSubscription&)> call;
+
+    friend void PrintTo(const MissingOperation& value, std::ostream* stream) { *stream << value.name; }
 };
 
 const std::vector<MissingOperation> missingOperations = {
