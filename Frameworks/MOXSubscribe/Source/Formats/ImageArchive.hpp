@@ -8,7 +8,8 @@
 namespace mox {
 
 /// The keyed archive of `image`: a binary property list of the platform's image classes, each representation
-/// a TIFF. Nil when a representation's pixels do not fit its size.
+/// a TIFF. Nil when a representation's pixels do not fit its size, or when no reader would accept that size.
+/// An image without representations has an archive too, though no image is read back from it.
 std::optional<Bytes> archivedImage(const Image& image);
 
 /// The image in a keyed archive, whoever wrote it: representations as TIFF or PNG, in arrays nested in any
