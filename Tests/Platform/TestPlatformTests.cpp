@@ -1,3 +1,4 @@
+#include "Platform/Testing/PowerLossSystemCalls.hpp"
 #include "Platform/Testing/RecordingAssertionHandler.hpp"
 #include "Platform/Testing/ScopedPlatform.hpp"
 #include "Platform/Testing/TestPlatform.hpp"
@@ -53,6 +54,29 @@ TEST(TestPlatform, Uses_the_folder_and_the_system_calls_that_it_is_given) {
     calls.resetCalls();
     EXPECT_EQ(test.platform.fileSystem.itemKindAtPath(test.homePath()), ItemKind::Directory);
     EXPECT_EQ(calls.calls(), std::vector{SystemCall::Stat});
+}
+
+TEST(TestPlatform, Lets_a_test_cut_the_power_under_it) {
+    const ScratchFolder folder;
+    SystemCalls system;
+    FaultySystemCalls mortal(system);
+    PowerLossSystemCalls disk(mortal, folder.path());
+    TestPlatform test({.systemCalls = &disk, .folder = folder.path()});
+    const std::string path = test.homePath("Library/file");
+    ASSERT_TRUE(test.fileSystem.createDirectoryWithIntermediates(test.homePath("Library"), 0700));
+    ASSERT_TRUE(test.fileSystem.writeFileAtomically(path, "old", std::nullopt));
+    // Opening, writing, the mode, synchronising, and then death at the renaming.
+    mortal.dieAtChange(5);
+    EXPECT_FALSE(test.fileSystem.writeFileAtomically(path, "new", std::nullopt));
+    mortal.stopFailing();
+    std::size_t restarts = 0;
+    for (const auto& state : disk.statesAfterPowerLoss()) {
+        disk.restart(state);
+        EXPECT_EQ(bytesOfFile(path), "old");
+        ++restarts;
+    }
+    // With the temporary file and without it.
+    EXPECT_EQ(restarts, 2U);
 }
 
 TEST(TestPlatform, Finds_the_framework_s_own_bundle_and_its_texts_in_the_user_s_language) {

@@ -1,7 +1,6 @@
 #include "Platform/Testing/TestPlatform.hpp"
 
-#include <cerrno>
-#include <system_error>
+#include <stdexcept>
 
 namespace mox::test {
 namespace {
@@ -35,9 +34,11 @@ TestPlatform::TestPlatform(const Options& options)
     , userDirectories(userDirectoriesIn(chosenFolder(options, _ownFolder)))
     , bundles(_diskOfBundles, surroundingsIn(chosenFolder(options, _ownFolder), options.languages))
     , platform{fileSystem, userDirectories, bundles, systemLog, assertionHandler} {
-    if (_ownSystemCalls.mkdir(userDirectories.home.c_str(), 0777) != 0 && errno != EEXIST) {
-        throw std::system_error(errno, std::generic_category(), userDirectories.home);
-    }
+    // Made as the framework would make it, so that whoever keeps book of the disk learns of it and finds it
+    // safe.
+    const Result<void> made = _disk.createDirectoryWithIntermediates(userDirectories.home, 0777);
+    if (!made) throw std::runtime_error(made.error().description());
+    systemCalls.resetCalls();
 }
 
 std::string TestPlatform::homePath(std::string_view relativePath) const {
