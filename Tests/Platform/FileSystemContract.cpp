@@ -1,33 +1,12 @@
 #include "Platform/FileSystemContract.hpp"
 
-#include <algorithm>
 #include <cerrno>
-#include <dirent.h>
+#include <cstdlib>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace mox::test {
-
-using testing::AssertionResult;
-
-std::vector<std::string> namesIn(const std::string& path) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), ::closedir);
-    if (!directory) throw std::runtime_error(path);
-    std::vector<std::string> names;
-    while (const dirent* entry = ::readdir(directory.get())) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
-FileMode modeOf(const std::string& path) {
-    struct ::stat status;
-    if (::lstat(path.c_str(), &status) != 0) throw std::runtime_error(path);
-    return status.st_mode & 07777;
-}
 
 ScopedUmask::ScopedUmask(FileMode mask) : _previous(::umask(static_cast<mode_t>(mask))) {}
 

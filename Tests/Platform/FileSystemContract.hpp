@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/FileSystem.hpp"
+#include "Support/FolderInspection.hpp"
 #include "Support/ScratchFolder.hpp"
 
 #include <gtest/gtest.h>
@@ -46,12 +47,6 @@ testing::AssertionResult isFileSystemError(const Result<Value>& outcome, Error::
            << error.description() << " at " << error.filePath().value_or("no path") << " because of "
            << (underlying ? underlying->description() : "nothing");
 }
-
-/// The names in the folder at `path`, sorted, hidden ones too.
-std::vector<std::string> namesIn(const std::string& path);
-
-/// The permission bits of what is at `path`, links not followed.
-FileMode modeOf(const std::string& path);
 
 /// Lets the process have `mask` as its umask for as long as it lives.
 class ScopedUmask {

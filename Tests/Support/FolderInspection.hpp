@@ -1,0 +1,16 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace mox::test {
+
+// What a test looks at in its scratch folder. Problems throw std::system_error.
+
+/// The names in the folder at `path`, sorted, hidden ones too.
+std::vector<std::string> namesIn(const std::string& path);
+
+/// The permission bits of what is at `path`, links not followed.
+unsigned modeOf(const std::string& path);
+
+} // namespace mox::test
