@@ -4,6 +4,7 @@
 #include "Formats/ImageDecoding.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/PropertyListWriting.hpp"
+#include "Foundation/TextFormatting.hpp"
 
 #include <algorithm>
 #include <cmath>
@@ -46,7 +47,7 @@ std::string shortestText(double number) {
 }
 
 std::string textFromSize(const Image::Size& size) {
-    return "{" + shortestText(size.width) + ", " + shortestText(size.height) + "}";
+    return formatted("{%@, %@}", {shortestText(size.width), shortestText(size.height)});
 }
 
 /// The size in a text of the form "{w, h}"; nil when it is none of a picture.
