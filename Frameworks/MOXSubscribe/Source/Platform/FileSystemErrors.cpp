@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 namespace mox {
 namespace {
@@ -38,10 +39,11 @@ Error::Code codeOfWriteError(int errorNumber) {
 }
 
 Error fileSystemError(Error::Code code, const std::string& path, int errorNumber) {
-    return Error(
-        NSCocoaErrorDomain, code,
-        {{std::string(NSFilePathErrorKey), path},
-         {std::string(NSUnderlyingErrorKey), std::make_shared<const Error>(Error::posix(errorNumber))}});
+    // Made in place, since g++ 12's copy of a variant of these types is undefined when memory runs out.
+    Error::UserInfo userInfo;
+    userInfo.emplace(NSFilePathErrorKey, path);
+    userInfo.emplace(NSUnderlyingErrorKey, std::make_shared<const Error>(Error::posix(errorNumber)));
+    return Error(NSCocoaErrorDomain, code, std::move(userInfo));
 }
 
 } // namespace
