@@ -73,7 +73,7 @@ constexpr std::int64_t secondsOfDay = 86'400;
 
 /// Days from 1970-01-01 to a day of the Gregorian calendar, counted in eras of 400 years that begin in March,
 /// so that the day that leap years add is each year's last.
-std::int64_t daysSince1970(std::int64_t year, unsigned month, unsigned day) {
+constexpr std::int64_t daysSince1970(std::int64_t year, unsigned month, unsigned day) {
     year -= month <= 2 ? 1 : 0;
     const std::int64_t era = (year >= 0 ? year : year - 399) / 400;
     const std::int64_t yearOfEra = year - era * 400;
@@ -82,7 +82,7 @@ std::int64_t daysSince1970(std::int64_t year, unsigned month, unsigned day) {
     return era * 146'097 + dayOfEra - 719'468;
 }
 
-const std::int64_t daysTo2001 = daysSince1970(2001, 1, 1);
+constexpr std::int64_t daysTo2001 = daysSince1970(2001, 1, 1);
 
 struct Day {
     std::int64_t year;
@@ -199,8 +199,8 @@ void appendReal(std::string& text, double value) {
 }
 
 bool appendDate(std::string& text, PropertyList::Date date) {
-    static const auto earliest = static_cast<double>((daysSince1970(1, 1, 1) - daysTo2001) * secondsOfDay);
-    static const auto end = static_cast<double>((daysSince1970(10'000, 1, 1) - daysTo2001) * secondsOfDay);
+    constexpr auto earliest = static_cast<double>((daysSince1970(1, 1, 1) - daysTo2001) * secondsOfDay);
+    constexpr auto end = static_cast<double>((daysSince1970(10'000, 1, 1) - daysTo2001) * secondsOfDay);
     if (!(date.secondsSince2001 >= earliest && date.secondsSince2001 < end)) return false;
     const auto seconds =
         static_cast<std::int64_t>(std::floor(date.secondsSince2001)) + daysTo2001 * secondsOfDay;
