@@ -6,22 +6,22 @@
 namespace mox {
 
 Error::Error(std::string_view domain, Code code, UserInfo userInfo)
-    : _domain(domain), _code(code), _userInfo(std::move(userInfo)) {}
+    : _domain(domain), _code(code), _userInfo(std::make_shared<const UserInfo>(std::move(userInfo))) {}
 
 Error Error::posix(int errorNumber) {
     return Error(NSPOSIXErrorDomain, errorNumber);
 }
 
 std::optional<std::string> Error::userInfoText(std::string_view key) const {
-    const auto entry = _userInfo.find(key);
-    if (entry == _userInfo.end()) return std::nullopt;
+    const auto entry = _userInfo->find(key);
+    if (entry == _userInfo->end()) return std::nullopt;
     const auto* text = std::get_if<std::string>(&entry->second);
     return text ? std::optional(*text) : std::nullopt;
 }
 
 std::shared_ptr<const Error> Error::underlyingError() const {
-    const auto entry = _userInfo.find(NSUnderlyingErrorKey);
-    if (entry == _userInfo.end()) return nullptr;
+    const auto entry = _userInfo->find(NSUnderlyingErrorKey);
+    if (entry == _userInfo->end()) return nullptr;
     const auto* error = std::get_if<std::shared_ptr<const Error>>(&entry->second);
     return error ? *error : nullptr;
 }

@@ -52,7 +52,7 @@ public:
     Code code() const { return _code; }
 
     /// Everything that the error tells beyond domain and code.
-    const UserInfo& userInfo() const { return _userInfo; }
+    const UserInfo& userInfo() const { return *_userInfo; }
 
     /// The text under `key` in the user information; nil when it is absent or no text.
     std::optional<std::string> userInfoText(std::string_view key) const;
@@ -73,7 +73,8 @@ public:
 private:
     std::string _domain;
     Code _code;
-    UserInfo _userInfo;
+    // Shared by copies: copying it with g++ 12 is undefined when memory runs out halfway.
+    std::shared_ptr<const UserInfo> _userInfo;
 };
 
 } // namespace mox
