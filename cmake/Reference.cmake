@@ -1,0 +1,10 @@
+# The target `reference` makes the reference of the public headers with Doxygen; a warning is an error.
+find_package(Doxygen)
+if(DOXYGEN_FOUND)
+  get_target_property(public_headers MOXSubscribe HEADER_SET_HEADERS)
+  list(JOIN public_headers "\" \"" doxygen_input)
+  get_target_property(doxygen_strip MOXSubscribe HEADER_DIRS_HEADERS)
+  set(doxygen_output ${PROJECT_BINARY_DIR}/reference)
+  configure_file(Documentation/Doxyfile.in Doxyfile @ONLY)
+  add_custom_target(reference COMMAND Doxygen::doxygen ${PROJECT_BINARY_DIR}/Doxyfile VERBATIM)
+endif()
