@@ -31,6 +31,7 @@ set_target_properties(moxsubscribe PROPERTIES INSTALL_RPATH "$ORIGIN/${library_f
 install(TARGETS moxsubscribe RUNTIME DESTINATION ${program_folder})
 file(RELATIVE_PATH program_from_bin
   ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_PREFIX}/${program_folder}/moxsubscribe)
+file(MAKE_DIRECTORY ${PROJECT_BINARY_DIR}/install-link)
 file(CREATE_LINK ${program_from_bin} ${PROJECT_BINARY_DIR}/install-link/moxsubscribe SYMBOLIC)
 install(FILES ${PROJECT_BINARY_DIR}/install-link/moxsubscribe DESTINATION ${CMAKE_INSTALL_BINDIR})
 
