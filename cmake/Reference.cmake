@@ -1,6 +1,7 @@
 # The target `reference` makes the reference of the public headers with Doxygen; a warning is an error.
 find_package(Doxygen)
-if(DOXYGEN_FOUND)
+find_package(Python3 COMPONENTS Interpreter)
+if(DOXYGEN_FOUND AND Python3_FOUND)
   get_target_property(public_headers MOXSubscribe HEADER_SET_HEADERS)
   list(JOIN public_headers "\" \"" doxygen_input)
   get_target_property(doxygen_strip MOXSubscribe HEADER_DIRS_HEADERS)

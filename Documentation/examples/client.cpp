@@ -11,6 +11,7 @@ int main() {
         !manager->subscribeToResource("Work:Writer",
                                       {.ofType = mox::MOXSubscriptionType::Application,
                                        .onStoreNamed = "Work",
+                                       .withInternalStoreURL = "https://store.example",
                                        .withFileName = "Writer",
                                        .inFolder = office},
                                       &error)) {

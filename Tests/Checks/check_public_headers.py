@@ -1,14 +1,14 @@
 """Checks that the installed headers include each other and the standard library alone, and that all of them are
 reached from MOXSubscribe.hpp.
 
-usage: check_public_headers.py SOURCE_FOLDER HEADER;HEADER;...
+usage: check_public_headers.py SOURCE_FOLDER HEADER,HEADER,...
 """
 import pathlib
 import re
 import sys
 
 folder = pathlib.Path(sys.argv[1])
-installed = {str(pathlib.Path(header).relative_to(folder)) for header in sys.argv[2].split(";")}
+installed = {str(pathlib.Path(header).relative_to(folder)) for header in sys.argv[2].split(",")}
 problems = []
 reached = set()
 waiting = ["SDK/MOXSubscribe.hpp"]

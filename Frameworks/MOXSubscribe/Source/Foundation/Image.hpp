@@ -13,6 +13,7 @@ namespace mox {
 struct MOX_EXPORT Image {
     /// A size in points, of which one may be several pixels.
     struct Size {
+        /// In points.
         double width = 0;
         double height = 0;
         friend bool operator==(const Size&, const Size&) = default;
@@ -20,6 +21,7 @@ struct MOX_EXPORT Image {
 
     /// One bitmap.
     struct Representation {
+        /// The bitmap's size in pixels.
         std::uint32_t pixelsWide = 0;
         std::uint32_t pixelsHigh = 0;
 
@@ -43,6 +45,7 @@ struct MOX_EXPORT Image {
     /// The size in points of the picture as a whole.
     Size size;
 
+    /// The picture in its sizes.
     std::vector<Representation> representations;
 
     friend bool operator==(const Image&, const Image&) = default;

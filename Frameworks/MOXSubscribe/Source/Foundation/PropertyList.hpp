@@ -33,12 +33,14 @@ public:
 
     /// A point in time, in seconds since 2001-01-01 00:00:00 UTC.
     struct Date {
+        /// Fractions and times before are allowed.
         double secondsSince2001;
         friend bool operator==(const Date&, const Date&) = default;
     };
 
     /// A reference to another object of a keyed archive.
     struct UID {
+        /// The index of the object that is referred to.
         std::uint64_t value;
         friend bool operator==(const UID&, const UID&) = default;
     };
@@ -46,8 +48,10 @@ public:
     /// Bytes that never change; copies share them, from any thread.
     class Data {
     public:
+        /// Takes over `bytes`.
         explicit Data(Bytes bytes) : _bytes(std::make_shared<const Bytes>(std::move(bytes))) {}
 
+        /// The bytes; the view holds as long as this value or a copy of it lives.
         ByteView bytes() const noexcept { return *_bytes; }
 
         friend bool operator==(const Data& left, const Data& right) noexcept {
@@ -62,6 +66,7 @@ public:
     /// dictionary hold until its next `set` or `remove`.
     class MOX_EXPORT Dictionary {
     public:
+        /// An empty dictionary; then copying, moving and destroying, none of which takes stack for depth.
         Dictionary() noexcept;
         Dictionary(const Dictionary& other);
         Dictionary& operator=(const Dictionary& other);
@@ -74,6 +79,7 @@ public:
         /// already, and n log n time otherwise.
         static Dictionary fromEntries(std::vector<Entry> entries);
 
+        /// How many entries there are.
         bool empty() const noexcept { return _entries.empty(); }
         std::size_t size() const noexcept;
 
@@ -112,6 +118,7 @@ public:
         std::vector<Entry> _entries;
     };
 
+    /// The value of each kind; text is repaired where it is ill-formed.
     PropertyList(std::string text);
     PropertyList(std::string_view text);
     PropertyList(const char* text);
@@ -130,6 +137,7 @@ public:
     /// The text that a reader has already found to be well-formed UTF-8, taken without another look.
     static PropertyList validatedString(std::string text);
 
+    /// A copy that shares nothing that can change.
     PropertyList(const PropertyList& other);
     PropertyList& operator=(const PropertyList& other);
     /// A value that was moved from may only be assigned to or destroyed.
@@ -137,6 +145,7 @@ public:
     PropertyList& operator=(PropertyList&& other) noexcept;
     ~PropertyList();
 
+    /// What the value is.
     Kind kind() const noexcept;
 
     /// Each gives null when the value is of another kind.
@@ -187,7 +196,9 @@ private:
 
 /// A dictionary's key with its value.
 struct PropertyList::Entry {
+    /// The key, in well-formed UTF-8.
     std::string key;
+    /// What is stored under it.
     PropertyList value;
 };
 

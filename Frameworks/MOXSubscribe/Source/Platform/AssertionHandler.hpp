@@ -26,6 +26,7 @@ struct AssertionFailure {
 /// What the standard assertion handler throws on an assertion failure; `what()` is the description.
 class MOX_EXPORT InternalInconsistencyException : public std::runtime_error {
 public:
+    /// Keeps a copy of all texts of `failure`.
     explicit InternalInconsistencyException(const AssertionFailure& failure);
     ~InternalInconsistencyException() override;
 
@@ -44,6 +45,7 @@ private:
 /// `what()` names the operation.
 class MOX_EXPORT InvalidArgumentException : public std::invalid_argument {
 public:
+    /// The exception about `operation`, given by its full name.
     explicit InvalidArgumentException(std::string_view operation);
     ~InvalidArgumentException() override;
 

@@ -121,6 +121,7 @@ public:
     void setSchemaVersion(MOXUInteger version);
 
 protected:
+    /// An alias that takes over `dictionary` as it is.
     explicit MOXLaunchAlias(PropertyList::Dictionary dictionary);
 
 private:

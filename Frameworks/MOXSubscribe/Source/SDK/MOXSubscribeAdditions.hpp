@@ -20,7 +20,9 @@ inline constexpr std::string_view MOXSubscribeBundleIdentifier = "com.korvan.MOX
 
 /// What goes wrong in the framework: each code belongs to one key, the name of its text.
 struct MOXSubscribeErrorKey {
+    /// The key of the text in the framework's string table.
     std::string_view key;
+    /// The code in the framework's domain.
     Error::Code code;
 };
 

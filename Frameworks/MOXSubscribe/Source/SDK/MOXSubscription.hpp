@@ -18,12 +18,19 @@ namespace mox {
 
 /// What a record is made of besides its file name; fill it by name, as a call's keywords.
 struct MOXSubscriptionKeywords {
-    std::optional<std::string> resourceName;
+    /// The resource's name on its server.
+    std::optional<std::string> resourceName = std::nullopt;
+    /// What the resource is.
     MOXSubscriptionType type = MOXSubscriptionType::Unknown;
-    std::optional<std::string> storeName;
-    std::optional<std::string> internalStoreURL;
-    std::optional<std::string> externalStoreURL;
+    /// The name of the store that publishes it.
+    std::optional<std::string> storeName = std::nullopt;
+    /// The store's address from inside its network.
+    std::optional<std::string> internalStoreURL = std::nullopt;
+    /// The store's address from outside.
+    std::optional<std::string> externalStoreURL = std::nullopt;
+    /// The kind of gateway in front of the store.
     MOXNorvikType norvikType = MOXNorvikType::None;
+    /// How that gateway authenticates its user.
     MOXNorvikAuthType norvikAuthType = MOXNorvikAuthType::None;
 };
 
@@ -46,12 +53,14 @@ public:
     // Making. A model's record class has factories of its own under the same names; these assert ("%s base
     // class method must be overridden") and result in null.
 
+    /// Asserts; null if the handler returns.
     static std::shared_ptr<MOXSubscription> subscription();
     static std::shared_ptr<MOXSubscription>
     subscriptionWithDictionary(std::optional<PropertyList::Dictionary> dictionary);
     /// On purpose the only factory here that does not report its selector as not recognised.
     static std::shared_ptr<MOXSubscription> subscriptionWithFileName(std::optional<std::string> fileName,
                                                                      const MOXSubscriptionKeywords& keywords);
+    /// Asserts as the others; `error` is left untouched.
     static std::shared_ptr<MOXSubscription> subscriptionWithPath(std::string_view path,
                                                                  std::optional<Error>* error = nullptr);
 

@@ -20,15 +20,24 @@ struct Platform;
 /// The keywords of `MOXSubscriptionManager::subscribeToResource` behind the resource's name; fill them by
 /// name.
 struct MOXSubscribeKeywords {
+    /// What the resource is: an application or a desktop.
     MOXSubscriptionType ofType = MOXSubscriptionType::Unknown;
-    std::optional<std::string> onStoreNamed;
-    std::optional<std::string> withInternalStoreURL;
-    std::optional<std::string> andExternalStoreURL;
+    /// The store that publishes it, by its name.
+    std::optional<std::string> onStoreNamed = std::nullopt;
+    /// The store's address from inside its network; one of the two addresses is needed.
+    std::optional<std::string> withInternalStoreURL = std::nullopt;
+    /// The store's address from outside.
+    std::optional<std::string> andExternalStoreURL = std::nullopt;
+    /// The kind of gateway in front of the store.
     MOXNorvikType usingNorvikType = MOXNorvikType::None;
+    /// How that gateway authenticates its user.
     MOXNorvikAuthType andNorvikAuthType = MOXNorvikAuthType::None;
-    std::string withFileName;
-    std::string inFolder;
-    std::optional<MOXOptionalInfo> andOptionalInfo;
+    /// The name to store the subscription under; needed.
+    std::string withFileName = {};
+    /// The path of the folder to store it in; needed.
+    std::string inFolder = {};
+    /// What else is known about the resource.
+    std::optional<MOXOptionalInfo> andOptionalInfo = std::nullopt;
 };
 
 /// Told of each subscription that could not be updated: its path, why, and a flag that ends the whole update
@@ -151,8 +160,11 @@ protected:
     /// The one way to the shared manager: under `classMonitor`, the monitor of the class that was asked.
     static std::shared_ptr<MOXSubscriptionManager> sharedManagerUnder(std::recursive_mutex& classMonitor);
 
+    /// The live array of the subscriptions' paths, under the monitor.
     std::vector<std::string> _subscriptionPaths;
+    /// The live array of the folders' paths, under the monitor.
     std::vector<std::string> _folders;
+    /// The path of the applications folder; it never changes.
     std::string _appsFolderPath;
 
 private:

@@ -76,6 +76,7 @@ inline constexpr std::string_view MOXOptionalInfoFileTypesKey = "FileTypes";    
 
 /// A bundle: a folder that the platform treats as one thing, known by its path.
 struct MOXBundle {
+    /// The absolute path of the folder.
     std::string path;
 };
 
