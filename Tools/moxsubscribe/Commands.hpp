@@ -1,0 +1,31 @@
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+#include "Session.hpp"
+
+namespace mox::tool {
+
+/// Is handed what the chosen command does; it is run after the whole command line was understood.
+using CommandChosen = std::function<void(std::function<void(Session&)> command)>;
+
+// Each adds one command, with its options and help, to the program's command line.
+
+void addSubscribeCommand(CLI::App& program, const CommandChosen& chosen);
+void addImportCommand(CLI::App& program, const CommandChosen& chosen);
+void addListCommand(CLI::App& program, const CommandChosen& chosen);
+void addFoldersCommand(CLI::App& program, const CommandChosen& chosen);
+void addShowCommand(CLI::App& program, const CommandChosen& chosen);
+void addCheckCommand(CLI::App& program, const CommandChosen& chosen);
+void addMoveCommand(CLI::App& program, const CommandChosen& chosen);
+void addRemoveCommand(CLI::App& program, const CommandChosen& chosen);
+void addRemoveAllCommand(CLI::App& program, const CommandChosen& chosen);
+void addCreateFolderCommand(CLI::App& program, const CommandChosen& chosen);
+void addRenameFolderCommand(CLI::App& program, const CommandChosen& chosen);
+void addRemoveFolderCommand(CLI::App& program, const CommandChosen& chosen);
+/// `upgrade`, `watch` and `open`, which only the bundle model has.
+void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen);
+
+} // namespace mox::tool

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace mox::tool {
+
+/// `path` with one "/" for each run of them and none at its end; "/" and "" stay.
+std::string normalizedPath(std::string_view path);
+
+/// The path of the store that a user means by `argument`: a relative one lies below `applicationsFolder`.
+/// Given back normalised; the empty one stays empty, for the framework to judge.
+std::string storePath(std::string_view argument, const std::string& applicationsFolder);
+
+} // namespace mox::tool

@@ -1,0 +1,50 @@
+#include "Session.hpp"
+
+#include "Failure.hpp"
+#include "PrintableText.hpp"
+
+namespace mox::tool {
+namespace {
+
+/// The base's part of a manager, which knows the applications folder and reads no store: a damaged store must
+/// not keep the program from saying where its file is.
+class StorelessManager : public MOXSubscriptionManager {
+public:
+    StorelessManager() = default;
+};
+
+} // namespace
+
+Session::Session(SubscriptionModel model, std::ostream& output, std::ostream& errors)
+    : _model(model)
+    , _output(output)
+    , _errors(errors)
+    , _applicationsFolder(StorelessManager().appsFolderPath())
+    , _storeFile(StoreFile::besideApplicationsFolder(_applicationsFolder)) {}
+
+MOXSubscriptionManager& Session::manager() {
+    if (_model == SubscriptionModel::ApplicationBundle) {
+        throw Failure("open", _applicationsFolder,
+                      "the bundle model is not available in this version; use --model dictionary");
+    }
+    if (!_manager) {
+        MOXSubscriptionManager::setSubscriptionModel(_model);
+        _manager = MOXSubscriptionManager::sharedManager();
+    }
+    return *_manager;
+}
+
+void Session::requireSaved(const std::vector<std::string>& changedPaths) {
+    if (!_storeFile.matches(manager(), changedPaths)) {
+        throw Failure(
+            "save", _storeFile.path(),
+            "the change did not reach this file: it could not be written (the system log says why), or "
+            "another program wrote it at the same time");
+    }
+}
+
+void Session::remark(std::string_view text) const {
+    _errors << "moxsubscribe: note: " << printable(text) << '\n';
+}
+
+} // namespace mox::tool

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <MOXSubscribe.hpp>
+#include <memory>
+#include <ostream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "StoreFile.hpp"
+
+namespace mox::tool {
+
+/// What a command works with: the chosen model's store, the two outputs, and the user's applications folder.
+class Session {
+public:
+    Session(SubscriptionModel model, std::ostream& output, std::ostream& errors);
+
+    SubscriptionModel model() const { return _model; }
+
+    /// What the command was asked for goes here.
+    std::ostream& output() const { return _output; }
+
+    /// Progress and remarks go here.
+    std::ostream& errors() const { return _errors; }
+
+    /// Where relative paths begin. Loads no store.
+    const std::string& applicationsFolder() const { return _applicationsFolder; }
+
+    /// The store. Fails (`Failure`) when the model is not to be had; throws what the framework throws for a
+    /// damaged store.
+    MOXSubscriptionManager& manager();
+
+    /// Fails (`Failure`) when the store's file does not tell what the manager tells: the framework only logs
+    /// a save that fails. The entries at `changedPaths` are compared too, of everything else the paths. To be
+    /// called once, after the last change.
+    void requireSaved(const std::vector<std::string>& changedPaths = {});
+
+    /// Prints a remark, as one line, for something that a user may not expect.
+    void remark(std::string_view text) const;
+
+    /// The store's file, for messages.
+    const std::string& storeFilePath() const { return _storeFile.path(); }
+
+private:
+    SubscriptionModel _model;
+    std::ostream& _output;
+    std::ostream& _errors;
+    std::string _applicationsFolder;
+    StoreFile _storeFile;
+    std::shared_ptr<MOXSubscriptionManager> _manager;
+};
+
+} // namespace mox::tool
