@@ -31,7 +31,8 @@ void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen) {
         ->take_all()
         ->allow_extra_args(false);
     upgrade->add_option("--icon", "An icon for stubs without one")->type_name("FILE");
-    upgrade->add_flag("--json", "Print a JSON array of results");
+    const std::string descriptionOfJSON = "Print a JSON array of results";
+    upgrade->add_flag("--json", descriptionOfJSON);
 
     addCommand(program, chosen, "watch", "Bundle model: print changes as they happen, until interrupted")
         ->footer("\nNot on the dictionary model (exit status 2): its file is not watched.");
