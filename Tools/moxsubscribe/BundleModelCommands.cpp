@@ -24,8 +24,8 @@ CLI::App* addCommand(CLI::App& program, const CommandChosen& chosen, const std::
 
 void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen) {
     CLI::App* upgrade = addCommand(program, chosen, "upgrade", "Bundle model: bring old stubs up to date");
-    upgrade->footer("\nNot on the dictionary model (exit status 2): its entries never grow old.");
-    upgrade->add_option("PATH", "The stubs (default: all)")->expected(0, -1);
+    upgrade->footer("Not on the dictionary model (exit status 2): its entries never grow old.");
+    upgrade->add_option("PATH", "The stubs (default: all)")->type_size(1)->expected(0, -1);
     upgrade->add_option("--store-name", "A store's name by its server, SERVER=NAME; may be given again")
         ->type_name("SERVER=NAME")
         ->take_all()
@@ -35,13 +35,13 @@ void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen) {
     upgrade->add_flag("--json", descriptionOfJSON);
 
     addCommand(program, chosen, "watch", "Bundle model: print changes as they happen, until interrupted")
-        ->footer("\nNot on the dictionary model (exit status 2): its file is not watched.");
+        ->footer("Not on the dictionary model (exit status 2): its file is not watched.");
 
     CLI::App* open = addCommand(program, chosen, "open", "Bundle model: start a stub, with documents");
-    open->footer("\nNot on the dictionary model (exit status 2): an entry has no stub to start.\n"
+    open->footer("Not on the dictionary model (exit status 2): an entry has no stub to start.\n"
                  "There, \"show PATH --json\" tells the launch URL.");
     open->add_option("PATH", "The stub")->required();
-    open->add_option("FILE", "Documents to open")->expected(0, -1);
+    open->add_option("FILE", "Documents to open")->type_size(1)->expected(0, -1);
 }
 
 } // namespace mox::tool

@@ -16,8 +16,7 @@ void addCheckCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto path = std::make_shared<std::string>();
     CLI::App* command =
         program.add_subcommand("check", "Tell by the exit status whether a path is a subscription");
-    command->footer(R"(
-Exit status 0 when it is one, else 1.
+    command->footer(R"(Exit status 0 when it is one, else 1.
 
 Example:
   moxsubscribe --model dictionary check Office/Writer && echo "at hand")");

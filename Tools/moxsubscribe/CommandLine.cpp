@@ -12,8 +12,8 @@ namespace {
 
 constexpr const char* description = "Keeps subscriptions to published applications and desktops";
 
-constexpr const char* footer = R"(
-A relative FOLDER or PATH lies below the applications folder, $HOME/Applications.
+constexpr const char* footer =
+    R"(A relative FOLDER or PATH lies below the applications folder, $HOME/Applications.
 Every command has a --help of its own. Text output shows control characters as
 \u{HEX}; use --json in scripts.
 

@@ -25,8 +25,7 @@ void addCreateFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto path = std::make_shared<std::string>();
     CLI::App* command =
         program.add_subcommand("create-folder", "Make a folder and every missing one above it");
-    command->footer(R"(
-A folder that exists already is left as it is.
+    command->footer(R"(A folder that exists already is left as it is.
 
 Example:
   moxsubscribe --model dictionary create-folder Office/Archive)");

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "AbsoluteURL.hpp"
+#include "PathArguments.hpp"
 #include "PlainName.hpp"
 
 namespace mox::tool {
@@ -146,14 +147,15 @@ private:
     }
 
     void skip(const FeedResource& resource, std::string reason) {
-        _plan.emplace_back(SkippedResource{resource.title, std::move(reason)});
+        _plan.emplace_back(
+            SkippedResource{resource.title.empty() ? resource.alias : resource.title, std::move(reason)});
     }
 
     /// A folder of the same path would hide the subscription, so that its name counts as taken too.
     bool isFree(const std::string& name, const std::set<std::string>& folders) const {
         return !_names.contains(name) &&
                std::none_of(folders.begin(), folders.end(), [&](const std::string& folder) {
-                   return _folders.contains(folder + "/" + name);
+                   return _folders.contains(normalizedPath(folder + "/" + name));
                });
     }
 

@@ -31,6 +31,7 @@ struct PlannedSubscription {
 
 /// A resource, or one of its folders, that cannot be subscribed, and why.
 struct SkippedResource {
+    /// The resource's title, its alias when it has none.
     std::string title;
     std::string reason;
 };

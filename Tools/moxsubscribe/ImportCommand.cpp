@@ -174,8 +174,7 @@ std::string refuseRelativeURL(const std::string& url) {
 void addImportCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<ImportOptions>();
     CLI::App* command = program.add_subcommand("import", "Subscribe everything that a workspace feed lists");
-    command->footer(R"(
-FEED is a ResourceCollection document, schemas 1.1 to 2.1. Nothing is fetched:
+    command->footer(R"(FEED is a ResourceCollection document, schemas 1.1 to 2.1. Nothing is fetched:
 --url is the address it came from, which makes relative addresses in it whole,
 and --icons a folder with its icons, as PNG or TIFF files under their own names.
 
@@ -192,7 +191,7 @@ Example:
         ->check(CLI::Validator(refuseRelativeURL, ""));
     command->add_option("--icons", options->icons, "A folder with the icons that it names")
         ->type_name("DIR")
-        ->check(CLI::ExistingDirectory);
+        ->check(CLI::Validator(CLI::ExistingDirectory).description(""));
     command
         ->add_option("--folder", options->folder,
                      "The folder for its folders (default: the applications folder)")

@@ -40,8 +40,7 @@ void list(Session& session, const ListOptions& options) {
 void addListCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<ListOptions>();
     CLI::App* command = program.add_subcommand("list", "List the subscriptions of a folder");
-    command->footer(R"(
-One path a line. A FOLDER that does not exist is an error; '' stands for the top
+    command->footer(R"(One path a line. A FOLDER that does not exist is an error; '' stands for the top
 of the store, so that "list '' --recursive" lists everything.
 
 Example:

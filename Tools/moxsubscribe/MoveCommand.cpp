@@ -45,8 +45,7 @@ void move(Session& session, const MoveOptions& options) {
 void addMoveCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<MoveOptions>();
     CLI::App* command = program.add_subcommand("move", "Move or rename a subscription");
-    command->footer(R"(
-TO is the new path, name included. In the dictionary model what is at TO is
+    command->footer(R"(TO is the new path, name included. In the dictionary model what is at TO is
 replaced, a missing folder stands for the deepest one above it that exists, and
 a move onto itself REMOVES the subscription; the last two are remarked upon.
 

@@ -28,8 +28,7 @@ void addRemoveAllCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<RemoveAllOptions>();
     CLI::App* command =
         program.add_subcommand("remove-all", "Remove every subscription of one resource on one store");
-    command->footer(R"(
-Prints the paths that were removed, one a line. When nothing matches, nothing is
+    command->footer(R"(Prints the paths that were removed, one a line. When nothing matches, nothing is
 printed and the exit status is 0. Both names are compared exactly.
 
 Example:

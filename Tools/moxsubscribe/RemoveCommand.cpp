@@ -20,8 +20,7 @@ void remove(Session& session, const std::string& argument) {
 void addRemoveCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto path = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("remove", "Remove a subscription");
-    command->footer(R"(
-Example:
+    command->footer(R"(Example:
   moxsubscribe --model dictionary remove Office/Writer)");
     command->add_option("PATH", *path, "The subscription")->required();
     command->callback([path, chosen] { chosen([path](Session& session) { remove(session, *path); }); });

@@ -25,8 +25,7 @@ void removeFolder(Session& session, const RemoveFolderOptions& options) {
 void addRemoveFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<RemoveFolderOptions>();
     CLI::App* command = program.add_subcommand("remove-folder", "Remove a folder with all in it");
-    command->footer(R"(
-With --only-if-empty a folder that holds a subscription, at any depth, is kept;
+    command->footer(R"(With --only-if-empty a folder that holds a subscription, at any depth, is kept;
 the exit status is 0 then too. A folder that does not exist is no error.
 
 Example:

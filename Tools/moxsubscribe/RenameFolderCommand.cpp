@@ -46,8 +46,7 @@ void renameFolder(Session& session, const RenameOptions& options) {
 void addRenameFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<RenameOptions>();
     CLI::App* command = program.add_subcommand("rename-folder", "Give a folder another name");
-    command->footer(R"(
-NEW is the folder's new path. In the dictionary model only its last component
+    command->footer(R"(NEW is the folder's new path. In the dictionary model only its last component
 counts: a folder never moves to another parent, and a NEW that differs in its
 parent alone REMOVES the folder; both are remarked upon. A folder that has the
 new name already is replaced, with all in it.

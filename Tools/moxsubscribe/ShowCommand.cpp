@@ -100,8 +100,7 @@ void show(Session& session, const ShowOptions& options) {
 void addShowCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<ShowOptions>();
     CLI::App* command = program.add_subcommand("show", "Print every property of a subscription");
-    command->footer(R"(
-A property that is not set is printed as "-". In the dictionary model a missing
+    command->footer(R"(A property that is not set is printed as "-". In the dictionary model a missing
 folder in PATH stands for the deepest one that exists, and a folder of the
 subscription's own path hides it.
 

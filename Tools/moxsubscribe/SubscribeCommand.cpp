@@ -91,8 +91,7 @@ std::string refuseBadFileType(const std::string& text) {
 void addSubscribeCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<SubscribeOptions>();
     CLI::App* command = program.add_subcommand("subscribe", "Subscribe one resource");
-    command->footer(R"(
-An existing subscription of the same name and type is replaced. At least one of
+    command->footer(R"(An existing subscription of the same name and type is replaced. At least one of
 the two URLs is needed. Missing folders are made.
 
 Example:

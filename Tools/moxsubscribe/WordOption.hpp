@@ -19,7 +19,7 @@ CLI::Option* addWordOption(CLI::App& command, const std::string& name, Kind& val
     return command
         .add_option_function<std::string>(
             name, [&value, &words](const std::string& word) { value = words.at(word); }, description)
-        ->type_name("")
+        ->type_name("WORD")
         ->check(CLI::IsMember(choices));
 }
 
