@@ -11,14 +11,14 @@ std::string lineOfError(const Error& error) {
 
 namespace {
 
-std::string lineOfError(const Error& error, std::string_view path) {
+std::string lineWithPath(const Error& error, std::string_view path) {
     const std::string concerned = error.filePath().value_or(std::string(path));
     return concerned.empty() ? lineOfError(error) : lineOfError(error) + ": " + printable(concerned);
 }
 
 } // namespace
 
-Failure::Failure(const Error& error, std::string_view path) : std::runtime_error(lineOfError(error, path)) {}
+Failure::Failure(const Error& error, std::string_view path) : std::runtime_error(lineWithPath(error, path)) {}
 
 Failure::Failure(std::string_view operation, std::string_view path, std::string_view what)
     : std::runtime_error(std::string(operation) + " " + printable(path) + ": " + printable(what)) {}
