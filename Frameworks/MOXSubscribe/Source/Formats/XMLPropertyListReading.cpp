@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <array>
+#include <exception>
 #include <memory>
 #include <string>
 #include <utility>
@@ -80,6 +81,10 @@ private:
     static void skippedEntity(void* reader, const XML_Char* name, int isParameterEntity);
 
     void refuse();
+    /// Takes one of the parser's events by `step`, whose result is whether it can be borne. What it throws
+    /// waits until the parser has returned: nothing may pass through the parser itself.
+    template<typename Step>
+    void take(Step step);
     bool start(Element element);
     bool end(Element element);
     bool addText(std::string_view text);
@@ -95,6 +100,7 @@ private:
     Base64Decoder _data;
     bool _hasRoot = false;
     bool _isRefused = false;
+    std::exception_ptr _thrown;
 };
 
 std::optional<PropertyList> XMLReader::read(std::string_view document) {
@@ -115,6 +121,7 @@ std::optional<PropertyList> XMLReader::read(std::string_view document) {
         document.remove_prefix(piece.size());
         const int isLast = document.empty() ? 1 : 0;
         if (XML_Parse(_parser, piece.data(), static_cast<int>(piece.size()), isLast) != XML_STATUS_OK) {
+            if (_thrown) std::rethrow_exception(_thrown);
             return std::nullopt;
         }
     } while (!document.empty());
@@ -126,20 +133,31 @@ void XMLReader::refuse() {
     XML_StopParser(_parser, XML_FALSE);
 }
 
+template<typename Step>
+void XMLReader::take(Step step) {
+    // The parser may deliver an empty element's end after it was told to stop.
+    if (_isRefused) return;
+    try {
+        if (!step()) refuse();
+    } catch (...) {
+        _thrown = std::current_exception();
+        refuse();
+    }
+}
+
 void XMLReader::startElement(void* reader, const XML_Char* name, const XML_Char**) {
     auto& self = *static_cast<XMLReader*>(reader);
-    // The parser may deliver an empty element's end after it was told to stop.
-    if (!self._isRefused && !self.start(elementNamed(name))) self.refuse();
+    self.take([&] { return self.start(elementNamed(name)); });
 }
 
 void XMLReader::endElement(void* reader, const XML_Char* name) {
     auto& self = *static_cast<XMLReader*>(reader);
-    if (!self._isRefused && !self.end(elementNamed(name))) self.refuse();
+    self.take([&] { return self.end(elementNamed(name)); });
 }
 
 void XMLReader::characters(void* reader, const XML_Char* text, int length) {
     auto& self = *static_cast<XMLReader*>(reader);
-    if (!self._isRefused && !self.addText({text, static_cast<std::size_t>(length)})) self.refuse();
+    self.take([&] { return self.addText({text, static_cast<std::size_t>(length)}); });
 }
 
 void XMLReader::entityDeclaration(void* reader, const XML_Char*, int, const XML_Char*, int, const XML_Char*,

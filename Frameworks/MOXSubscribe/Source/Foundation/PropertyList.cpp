@@ -85,6 +85,10 @@ bool PropertyList::Dictionary::remove(std::string_view key) {
     return take(key).has_value();
 }
 
+void PropertyList::Dictionary::remove(const std::set<std::string, std::less<>>& keys) noexcept {
+    std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key); });
+}
+
 std::optional<PropertyList> PropertyList::Dictionary::take(std::string_view key) {
     const std::size_t index = indexFor(key);
     if (index == _entries.size() || _entries[index].key != key) return std::nullopt;

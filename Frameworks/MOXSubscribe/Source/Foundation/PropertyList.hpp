@@ -5,8 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -97,6 +99,9 @@ public:
 
         /// Removes the value under `key`; whether there was one.
         bool remove(std::string_view key);
+
+        /// Removes the values under `keys`, in linear time. Throws nothing.
+        void remove(const std::set<std::string, std::less<>>& keys) noexcept;
 
         /// Removes the value under `key` and returns it; nil when there was none.
         std::optional<PropertyList> take(std::string_view key);

@@ -7,8 +7,9 @@
 #include "SDK/OperationNames.hpp"
 #include "SDK/Reporting.hpp"
 
-#include <algorithm>
 #include <iterator>
+#include <map>
+#include <set>
 #include <utility>
 
 namespace mox {
@@ -469,12 +470,14 @@ bool MOXPlistSubscriptionManager::moveSubscriptionFrom(std::string_view source, 
 
 std::optional<std::vector<std::string>> MOXPlistSubscriptionManager::removeAllSubscriptionsWithUniqueName(
     const std::optional<std::string>& uniqueName, const std::optional<std::string>& storeName) {
+    if (!uniqueName || !storeName) return std::nullopt;
+    const std::string wantedResource = wellFormed(*uniqueName);
+    const std::string wantedStore = wellFormed(*storeName);
     const std::lock_guard lock(monitor());
     std::vector<std::string> removedPaths;
-    if (!uniqueName || !storeName) return std::nullopt;
-    const std::optional<std::string> wantedResource = wellFormed(*uniqueName);
-    const std::optional<std::string> wantedStore = wellFormed(*storeName);
-    // The list stands still until the save, so that it serves as its own snapshot.
+    // Found first and removed together, so that many take no more time than a few, and none is gone when
+    // memory runs out on the way.
+    std::map<PropertyList::Dictionary*, std::set<std::string, std::less<>>> matches;
     for (const std::string& path : subscriptionPaths()) {
         const std::string name = lastPathComponent(path);
         const std::string folder = stringByDeletingLastPathComponent(path);
@@ -482,10 +485,13 @@ std::optional<std::vector<std::string>> MOXPlistSubscriptionManager::removeAllSu
         if (!record || record->resourceName() != wantedResource || record->storeName() != wantedStore) {
             continue;
         }
-        removeSubscriptionNamed(name, folder);
-        removedPaths.push_back(path);
+        // Two listed paths may lead to one entry, which is gone at the second.
+        const bool isNew = matches[subscriptionsOfNode(dictionaryForPath(folder))].insert(name).second;
+        if (isNew) removedPaths.push_back(path);
     }
     if (removedPaths.empty()) return std::nullopt;
+    for (const auto& [subscriptions, removedNames] : matches)
+        subscriptions->remove(removedNames);
     saveSubscriptions();
     return removedPaths;
 }

@@ -1,0 +1,204 @@
+#include "Foundation/UnicodeText.hpp"
+
+#include <algorithm>
+#include <fstream>
+#include <map>
+#include <sys/stat.h>
+
+#include "Scenarios/DictionaryModelScenario.hpp"
+
+namespace mox::test {
+namespace {
+
+using namespace std::string_literals;
+
+class NamesInTheDictionaryModel : public DictionaryModelScenario {
+protected:
+    /// What is below `folder`, by path: a file's bytes, a folder's mode as text.
+    static std::map<std::string, std::string> contentOf(const std::string& folder) {
+        std::map<std::string, std::string> content;
+        std::vector<std::string> pending{folder};
+        while (!pending.empty()) {
+            const std::string path = pending.back();
+            pending.pop_back();
+            struct stat attributes;
+            if (lstat(path.c_str(), &attributes) != 0) continue;
+            if (S_ISDIR(attributes.st_mode)) {
+                content[path] = std::to_string(attributes.st_mode);
+                for (const std::string& name : namesIn(path))
+                    pending.push_back(path + "/" + name);
+            } else {
+                content[path] = bytesOfFile(path);
+            }
+        }
+        return content;
+    }
+
+    /// What is in the scratch folder but outside the support folder.
+    std::map<std::string, std::string> contentElsewhere() const {
+        std::map<std::string, std::string> content = contentOf(homePath().substr(0, homePath().rfind('/')));
+        std::erase_if(content, [this](const auto& item) { return item.first.starts_with(supportFolder()); });
+        return content;
+    }
+
+    static std::vector<std::string> hostileTexts() {
+        return {"..",
+                "../x",
+                "../../../../etc",
+                "a/b",
+                "/abs",
+                ".",
+                "/",
+                "//",
+                "trailing/",
+                "line\nfeed",
+                "return\rhere",
+                "escape\x1b[31m",
+                "nul\0inside"s,
+                "\0"s,
+                std::string(255, 'n'),
+                std::string(256, 'n'),
+                std::string(64 * 1024, 'n'),
+                "\xff\xfe invalid",
+                "cut \xe2\x82",
+                "\xed\xa0\x80 surrogate",
+                "Caf\u00e9",
+                "Cafe\u0301",
+                "\u202e reversed",
+                "\ufffe noncharacter",
+                "\U0001F600",
+                "quote\" 'single' `back`",
+                "%n%s%@%d",
+                "; rm -rf /",
+                "$(touch x)",
+                "-dash",
+                ".DS_Store",
+                "<key>&amp;</key>]]>",
+                " ",
+                "Folders",
+                "Subscriptions"};
+    }
+};
+
+TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_else_on_the_disk_changes) {
+    for (const char* decoy : {"Documents", "Applications", "Library/Preferences"})
+        makeFolders(homePath(decoy));
+    std::ofstream(homePath("Documents/decoy")) << "precious";
+    start();
+    const auto before = contentElsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        putTree(node());
+        start();
+        environment.systemLog.clear();
+        MOXSubscribeKeywords keywords = keywordsFor(text, apps);
+        keywords.onStoreNamed = text;
+        keywords.withInternalStoreURL = text;
+        keywords.andExternalStoreURL = text;
+        keywords.andOptionalInfo = MOXOptionalInfo{{"Description", text},
+                                                   {"SVLaunchURL", text},
+                                                   {"Publisher Name", text},
+                                                   {"Content Address", text}};
+        EXPECT_TRUE(manager->subscribeToResource(text, keywords));
+        EXPECT_TRUE(manager->subscribeToResource(text, keywords)) << "the same again replaces it";
+        ASSERT_EQ(manager->numberOfSubscriptions(), 1U);
+        const Dictionary written = treeOnDisk();
+        const Dictionary* folder = nodeAt(written, {"/", "Users", "user", "Applications"});
+        ASSERT_NE(folder, nullptr);
+        const Dictionary* entry = folder->dictionary("Subscriptions")->dictionary(stored);
+        ASSERT_NE(entry, nullptr);
+        for (const char* key : {"cloneName", "Korvan Server Unique Application Name", "Store Name",
+                                "Internal Store URL", "External Store URL", "Korvan Description",
+                                "Stavenor Launch URL", "Korvan Publisher Name", "Korvan Content Address"}) {
+            ASSERT_NE(entry->string(key), nullptr) << key;
+            EXPECT_EQ(*entry->string(key), stored) << key;
+        }
+        start();
+        EXPECT_EQ(manager->numberOfSubscriptions(), 1U);
+        const std::string path = manager->subscriptionPaths().front();
+        const bool isOneComponent = stored.find('/') == stored.npos;
+        EXPECT_EQ(manager->isSubscriptionAtPath(path), isOneComponent || stored == "/" || stored == "//")
+            << "a name with a slash is listed as a path that leads elsewhere";
+        if (isOneComponent) {
+            EXPECT_EQ(path, apps + "/" + stored);
+            EXPECT_TRUE(manager->isSubscriptionAtPath(apps + "/" + text)) << "also as the caller spelt it";
+            EXPECT_EQ(manager->removeAllSubscriptionsWithUniqueName(text, text), Paths{path});
+        }
+        EXPECT_EQ(logLines(), Paths());
+        EXPECT_TRUE(isSupportFolderClean());
+    }
+    EXPECT_EQ(contentElsewhere(), before);
+}
+
+TEST_F(NamesInTheDictionaryModel, Any_text_is_a_folder_path_and_nothing_else_on_the_disk_changes) {
+    start();
+    const auto before = contentElsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        putTree(node());
+        start();
+        const std::string folder = "Top Folder/" + text;
+        EXPECT_TRUE(manager->createFolderAtPath(folder));
+        EXPECT_TRUE(manager->subscribeToResource("Farm:Word", keywordsFor("Word", folder)));
+        ASSERT_EQ(manager->numberOfSubscriptions(), 1U);
+        const std::string listed = manager->subscriptionPaths().front();
+        const Paths folders = manager->folders();
+        start();
+        EXPECT_EQ(manager->folders(), folders);
+        EXPECT_EQ(manager->subscriptionPaths(), Paths{listed});
+        EXPECT_TRUE(manager->removeSubscriptionAtPath(folder + "/Word") || text == "trailing/" ||
+                    text.find_first_not_of('/') == text.npos);
+        EXPECT_TRUE(manager->renameFolderAtPath(folder, "Top Folder/Renamed"));
+        EXPECT_TRUE(manager->removeFolderAtPath("Top Folder/Renamed", false));
+        EXPECT_TRUE(isSupportFolderClean());
+    }
+    EXPECT_EQ(contentElsewhere(), before);
+}
+
+TEST_F(NamesInTheDictionaryModel, Every_operation_bears_any_path) {
+    start();
+    const auto before = contentElsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        putTree(sampleTree());
+        start();
+        for (const std::string& path : {text, "/Apps/" + text, text + "/Word", ""s}) {
+            manager->subscriptionAtPath(path);
+            manager->isSubscriptionAtPath(path);
+            manager->subscriptionPathsInFolder(path, true);
+            EXPECT_TRUE(manager->createFolderAtPath(path));
+            manager->moveSubscriptionFrom("/Apps/Store1/Word", path);
+            manager->moveSubscriptionFrom(path, "/Apps/Store1/Word");
+            manager->renameFolderAtPath("/Apps/Store2", path);
+            manager->renameFolderAtPath(path, "/Apps/Store2");
+            manager->removeFolderAtPath(path, true);
+            manager->removeFolderAtPath(path, false);
+            manager->removeSubscriptionAtPath(path);
+            MOXPlistSubscription::subscription()->writeToFolder(path, text);
+        }
+        const Paths paths = manager->subscriptionPaths();
+        const Paths folders = manager->folders();
+        start();
+        EXPECT_EQ(manager->subscriptionPaths(), paths);
+        EXPECT_EQ(manager->folders(), folders);
+    }
+    EXPECT_EQ(logLines(), Paths());
+    EXPECT_EQ(contentElsewhere(), before);
+}
+
+TEST_F(NamesInTheDictionaryModel, Paths_that_differ_only_in_what_is_repaired_are_one) {
+    putTree(node({{"Top Folder", node({{"x\ufffd", node()}})}}));
+    start();
+    EXPECT_TRUE(manager->renameFolderAtPath("Top Folder/x\xff", "Top Folder/x\xfe"))
+        << "equal once they are repaired: nothing is done";
+    EXPECT_EQ(manager->folders(), (Paths{"Top Folder", "Top Folder/x\ufffd"}));
+    EXPECT_TRUE(manager->subscribeToResource("Farm:Word", keywordsFor("Word\xff", "Top Folder/x\xff")));
+    EXPECT_TRUE(manager->isSubscriptionAtPath("Top Folder/x\xfe/Word\xfd"));
+    EXPECT_TRUE(manager->moveSubscriptionFrom("Top Folder/x\xff/Word\xff", "Top Folder/x\xff/Two\xff"));
+    EXPECT_TRUE(manager->removeSubscriptionAtPath("Top Folder/x\xff/Two\xff"));
+    EXPECT_EQ(manager->folders(), (Paths{"Top Folder", "Top Folder/x\ufffd"}));
+}
+
+} // namespace
+} // namespace mox::test
