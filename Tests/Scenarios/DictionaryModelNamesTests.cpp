@@ -118,7 +118,7 @@ TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_e
         EXPECT_EQ(manager->numberOfSubscriptions(), 1U);
         const std::string path = manager->subscriptionPaths().front();
         const bool isOneComponent = stored.find('/') == stored.npos;
-        EXPECT_EQ(manager->isSubscriptionAtPath(path), isOneComponent || stored == "/" || stored == "//")
+        EXPECT_EQ(manager->isSubscriptionAtPath(path), isOneComponent)
             << "a name with a slash is listed as a path that leads elsewhere";
         if (isOneComponent) {
             EXPECT_EQ(path, apps + "/" + stored);
@@ -147,9 +147,10 @@ TEST_F(NamesInTheDictionaryModel, Any_text_is_a_folder_path_and_nothing_else_on_
         start();
         EXPECT_EQ(manager->folders(), folders);
         EXPECT_EQ(manager->subscriptionPaths(), Paths{listed});
-        EXPECT_TRUE(manager->removeSubscriptionAtPath(folder + "/Word") || text == "trailing/" ||
-                    text.find_first_not_of('/') == text.npos);
-        EXPECT_TRUE(manager->renameFolderAtPath(folder, "Top Folder/Renamed"));
+        // A "/" at the end is a component of its own, which is lost where more is joined to it.
+        EXPECT_EQ(manager->removeSubscriptionAtPath(folder + "/Word"), !text.ends_with('/'));
+        const bool isInTopFolder = text.find_first_not_of('/') != text.npos;
+        EXPECT_EQ(manager->renameFolderAtPath(folder, "Top Folder/Renamed"), isInTopFolder);
         EXPECT_TRUE(manager->removeFolderAtPath("Top Folder/Renamed", false));
         EXPECT_TRUE(isSupportFolderClean());
     }
