@@ -22,7 +22,6 @@ file(RELATIVE_PATH prefix_from_pkgconfig ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig 
 configure_file(cmake/moxsubscribe.pc.in moxsubscribe.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/moxsubscribe.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
-if(TARGET moxsubscribe)
 # The client is an application bundle, so that it can carry templates; `bin` has a link to its program.
 set(program_folder ${CMAKE_INSTALL_LIBEXECDIR}/moxsubscribe/MOXSubscribe.app/Contents/MacOS)
 file(RELATIVE_PATH library_from_program
@@ -40,4 +39,3 @@ install(FILES Tools/moxsubscribe/completion/moxsubscribe.bash
   DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME moxsubscribe)
 install(FILES Tools/moxsubscribe/completion/_moxsubscribe
   DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions)
-endif()
