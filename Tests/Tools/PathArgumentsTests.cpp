@@ -24,6 +24,10 @@ TEST(StorePath, Dots_are_ordinary_components) {
     EXPECT_EQ(storePath("../x/.", applications), "/home/user/Applications/../x/.");
 }
 
+TEST(StorePath, Bytes_that_are_no_UTF8_are_repaired_as_the_store_repairs_them) {
+    EXPECT_EQ(storePath("/a\xFF/\xE2\x82", applications), "/a\uFFFD/\uFFFD");
+}
+
 TEST(StorePath, The_empty_path_stays_empty) {
     EXPECT_EQ(storePath("", applications), "");
 }

@@ -20,12 +20,18 @@ CLI::App* addCommand(CLI::App& program, const CommandChosen& chosen, const std::
     return command;
 }
 
+/// Any number of arguments, which are understood but not looked at.
+void addArguments(CLI::App& command, const std::string& name, const std::string& description) {
+    command.add_option_function<std::vector<std::string>>(
+        name, [](const std::vector<std::string>&) {}, description);
+}
+
 } // namespace
 
 void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen) {
     CLI::App* upgrade = addCommand(program, chosen, "upgrade", "Bundle model: bring old stubs up to date");
     upgrade->footer("Not on the dictionary model (exit status 2): its entries never grow old.");
-    upgrade->add_option("PATH", "The stubs (default: all)")->type_size(1)->expected(0, -1);
+    addArguments(*upgrade, "PATH", "The stubs (default: all)");
     upgrade->add_option("--store-name", "A store's name by its server, SERVER=NAME; may be given again")
         ->type_name("SERVER=NAME")
         ->take_all()
@@ -41,7 +47,7 @@ void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen) {
     open->footer("Not on the dictionary model (exit status 2): an entry has no stub to start.\n"
                  "There, \"show PATH --json\" tells the launch URL.");
     open->add_option("PATH", "The stub")->required();
-    open->add_option("FILE", "Documents to open")->type_size(1)->expected(0, -1);
+    addArguments(*open, "FILE", "Documents to open");
 }
 
 } // namespace mox::tool

@@ -28,6 +28,15 @@ void printFailure(std::ostream& errors, std::string_view line) {
     errors << "moxsubscribe: " << line << '\n';
 }
 
+/// What is wrong with the command line. An unknown command is told by its name: the parser would only say
+/// that there is none.
+std::string messageOf(const CLI::ParseError& error, const CLI::App& program) {
+    const std::vector<std::string> unknown = program.remaining();
+    if (program.get_subcommands().empty() && !unknown.empty())
+        return "unknown command or option " + unknown.front();
+    return error.what();
+}
+
 /// A programming error of the framework's view: here it means that the store's file is not what it should be.
 void printDamage(std::ostream& errors, const Session& session, std::string_view operation,
                  std::string_view what) {
@@ -95,7 +104,7 @@ int runCommandLine(int argumentCount, const char* const* arguments, std::ostream
             program->exit(error, output, errors);
             return output.flush() ? statusDone : statusFailed;
         }
-        printFailure(errors, printable(error.what()) + " (see moxsubscribe --help)");
+        printFailure(errors, printable(messageOf(error, *program)) + " (see moxsubscribe --help)");
         return statusUsage;
     }
     return runCommand(request, output, errors);

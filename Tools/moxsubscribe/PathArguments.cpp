@@ -1,5 +1,7 @@
 #include "PathArguments.hpp"
 
+#include <MOXSubscribe.hpp>
+
 namespace mox::tool {
 
 std::string normalizedPath(std::string_view path) {
@@ -12,10 +14,15 @@ std::string normalizedPath(std::string_view path) {
     return result;
 }
 
+std::string storedText(std::string_view text) {
+    return *PropertyList(text).string();
+}
+
 std::string storePath(std::string_view argument, const std::string& applicationsFolder) {
     if (argument.empty()) return "";
-    if (argument.starts_with('/')) return normalizedPath(argument);
-    return normalizedPath(applicationsFolder + "/" + std::string(argument));
+    const std::string path =
+        argument.starts_with('/') ? std::string(argument) : applicationsFolder + "/" + std::string(argument);
+    return normalizedPath(storedText(path));
 }
 
 } // namespace mox::tool

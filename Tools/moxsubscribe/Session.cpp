@@ -1,6 +1,7 @@
 #include "Session.hpp"
 
 #include "Failure.hpp"
+#include "PathArguments.hpp"
 #include "PrintableText.hpp"
 
 namespace mox::tool {
@@ -19,8 +20,8 @@ Session::Session(SubscriptionModel model, std::ostream& output, std::ostream& er
     : _model(model)
     , _output(output)
     , _errors(errors)
-    , _applicationsFolder(StorelessManager().appsFolderPath())
-    , _storeFile(StoreFile::besideApplicationsFolder(_applicationsFolder)) {}
+    , _storeFile(StoreFile::besideApplicationsFolder(StorelessManager().appsFolderPath()))
+    , _applicationsFolder(storedText(StorelessManager().appsFolderPath())) {}
 
 MOXSubscriptionManager& Session::manager() {
     if (_model == SubscriptionModel::ApplicationBundle) {

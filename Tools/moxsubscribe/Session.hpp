@@ -24,7 +24,7 @@ public:
     /// Progress and remarks go here.
     std::ostream& errors() const { return _errors; }
 
-    /// Where relative paths begin. Loads no store.
+    /// Where relative paths begin, as the store keeps it. Loads no store.
     const std::string& applicationsFolder() const { return _applicationsFolder; }
 
     /// The store. Fails (`Failure`) when the model is not to be had; throws what the framework throws for a
@@ -46,8 +46,8 @@ private:
     SubscriptionModel _model;
     std::ostream& _output;
     std::ostream& _errors;
-    std::string _applicationsFolder;
     StoreFile _storeFile;
+    std::string _applicationsFolder;
     std::shared_ptr<MOXSubscriptionManager> _manager;
 };
 

@@ -58,7 +58,7 @@ void subscribe(Session& session, const SubscribeOptions& options) {
     MOXSubscriptionManager& manager = session.manager();
     const std::string folder = options.folder ? storePath(*options.folder, session.applicationsFolder())
                                               : session.applicationsFolder();
-    const std::string path = normalizedPath(folder + "/" + options.fileName);
+    const std::string path = storePath(folder + "/" + options.fileName, session.applicationsFolder());
     std::optional<Error> error;
     const bool done = manager.subscribeToResource(options.resource,
                                                   {.ofType = options.type,
