@@ -25,8 +25,8 @@ Session::Session(SubscriptionModel model, std::ostream& output, std::ostream& er
 
 MOXSubscriptionManager& Session::manager() {
     if (_model == SubscriptionModel::ApplicationBundle) {
-        throw Failure("open", _applicationsFolder,
-                      "the bundle model is not available in this version; use --model dictionary");
+        throw Failure("bundle model", _applicationsFolder,
+                      "not available in this version; use --model dictionary");
     }
     if (!_manager) {
         MOXSubscriptionManager::setSubscriptionModel(_model);
