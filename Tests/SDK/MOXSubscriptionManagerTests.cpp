@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <functional>
 #include <latch>
@@ -197,6 +198,34 @@ TEST_F(SubscriptionQueries, May_be_asked_while_the_same_thread_holds_the_monitor
     EXPECT_EQ(manager.subscriptionPaths().size(), 3U);
     EXPECT_EQ(manager.folders().size(), 0U);
     EXPECT_EQ(manager.numberOfSubscriptions(), 3U);
+}
+
+TEST_F(SubscriptionQueries, Wait_for_the_monitor_that_another_thread_holds) {
+    const std::vector<std::function<void()>> queries = {
+        [&] { manager.subscriptionPathsInFolder("/U", true); },
+        [&] { manager.subscriptionPaths(); },
+        [&] { manager.folders(); },
+        [&] { manager.numberOfSubscriptions(); },
+    };
+    for (std::size_t index = 0; index < queries.size(); ++index) {
+        std::latch isAsking(1);
+        std::atomic<bool> isFree = false;
+        bool wasFree = false;
+        std::unique_lock lock(manager.monitor());
+        std::thread asker([&] {
+            isAsking.count_down();
+            queries[index]();
+            wasFree = isFree;
+        });
+        isAsking.wait();
+        // Time for a query that does not wait to come back; one that waits passes however short it is.
+        for (int turn = 0; turn < 1000; ++turn)
+            std::this_thread::yield();
+        isFree = true;
+        lock.unlock();
+        asker.join();
+        EXPECT_TRUE(wasFree) << index;
+    }
 }
 
 TEST_F(SubscriptionQueries, Leave_the_monitor_to_other_threads) {
@@ -487,6 +516,23 @@ TEST_F(SharedManager, Is_null_for_a_value_that_is_no_model_when_the_handler_retu
     bool isFree = false;
     std::thread([&] { isFree = shared() == nullptr; }).join();
     EXPECT_TRUE(isFree);
+}
+
+TEST_F(SharedManager, May_be_asked_for_by_the_handler_of_its_own_assertion) {
+    class Handler : public AssertionHandler {
+    public:
+        std::shared_ptr<MOXSubscriptionManager> manager;
+        void handleFailure(const AssertionFailure&) override {
+            choose(SubscriptionModel::ApplicationBundle);
+            manager = shared();
+        }
+    };
+    const auto handler = std::make_shared<Handler>();
+    installAssertionHandler(handler);
+    choose(SubscriptionModel{2});
+    EXPECT_EQ(shared(), nullptr) << "the call that asserted builds nothing";
+    EXPECT_TRUE(isBundleModel(handler->manager));
+    EXPECT_EQ(shared(), handler->manager);
 }
 
 TEST_F(SharedManager, Frees_the_class_s_monitor_when_the_assertion_throws) {
