@@ -492,6 +492,16 @@ TEST_F(LaunchAliasFile, Is_found_by_the_resource_lookup_of_a_bundle) {
     EXPECT_EQ(MOXLaunchAlias::launchAliasWithBundleAtPath(bundle.path), nullptr);
 }
 
+TEST_F(LaunchAliasFile, Is_found_among_a_bundle_s_localised_resources_but_not_below_the_bundle_s_path) {
+    const std::string path = makeBundle("Stub.app");
+    ASSERT_EQ(mkdir((path + "/Contents/Resources/en.lproj").c_str(), 0777), 0);
+    scratch.write("Stub.app/Contents/Resources/en.lproj/Korvalias.plist", "{ cloneName = Localised; }");
+    const auto alias = MOXLaunchAlias::launchAliasWithBundle({path});
+    ASSERT_NE(alias, nullptr);
+    EXPECT_EQ(alias->cloneName(), "Localised");
+    EXPECT_EQ(MOXLaunchAlias::launchAliasWithBundleAtPath(path), nullptr);
+}
+
 TEST_F(LaunchAliasFile, Is_written_into_the_resource_folder_of_a_bundle_atomically_or_in_place_as_asked) {
     const MOXBundle bundle{makeBundle("Stub.app")};
     const auto alias = MOXLaunchAlias::launchAlias();

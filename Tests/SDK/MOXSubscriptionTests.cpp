@@ -85,6 +85,18 @@ TEST(Subscription, Keeps_a_copy_that_the_caller_s_dictionary_cannot_change) {
     EXPECT_EQ(record.storeName(), "before");
 }
 
+TEST(Subscription, Represents_itself_by_a_copy_with_unknown_keys_included) {
+    Dictionary dictionary;
+    dictionary.set("Unknown", PropertyList::Array{PropertyList::integer(3)});
+    BareSubscription record(dictionary);
+    Dictionary representation = *record.dictionaryRepresentation();
+    EXPECT_EQ(representation, dictionary);
+    record.setStoreName("later");
+    EXPECT_EQ(representation, dictionary);
+    representation.remove("Unknown");
+    EXPECT_NE(record.dictionaryRepresentation()->find("Unknown"), nullptr);
+}
+
 /// A text property of the record and the key of its launch alias.
 struct TextProperty {
     std::string name;
