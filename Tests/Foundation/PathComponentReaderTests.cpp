@@ -51,14 +51,5 @@ TEST(ViewByDeletingLastPathComponent, Is_a_beginning_of_the_path_itself) {
     EXPECT_EQ(parent.data(), path.data());
 }
 
-TEST(ViewByDeletingLastPathComponent, Is_the_same_text_as_the_string) {
-    for (const std::string_view path :
-         {"", "/", "//", "a", "a/", "/a", "/a/", "//a", "a/b", "a//b", "/a/b/c"})
-        EXPECT_EQ(viewByDeletingLastPathComponent(path), stringByDeletingLastPathComponent(path)) << path;
-    EXPECT_EQ(viewByDeletingLastPathComponent("/a"), "/");
-    EXPECT_EQ(viewByDeletingLastPathComponent("a"), "");
-    EXPECT_EQ(viewByDeletingLastPathComponent("//"), "/");
-}
-
 } // namespace
 } // namespace mox::test

@@ -51,6 +51,9 @@ TEST(PathRules, Without_the_last_component) {
     EXPECT_EQ(stringByDeletingLastPathComponent("a"), "");
     EXPECT_EQ(stringByDeletingLastPathComponent("/"), "/");
     EXPECT_EQ(stringByDeletingLastPathComponent("//"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("//a"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("/a/"), "/");
+    EXPECT_EQ(stringByDeletingLastPathComponent("a/"), "");
     EXPECT_EQ(stringByDeletingLastPathComponent(""), "");
 }
 
@@ -92,7 +95,7 @@ TEST(PathRules, A_component_that_only_begins_with_a_dot_has_no_extension) {
     EXPECT_EQ(stringByDeletingPathExtension("a.b/c"), "a.b/c");
 }
 
-TEST(PathRules, A_dot_at_the_end_is_an_empty_extension_which_is_likely_and_kept) {
+TEST(PathRules, A_dot_at_the_end_is_an_empty_extension_and_goes_with_it) {
     EXPECT_EQ(pathExtension("a."), "");
     EXPECT_EQ(stringByDeletingPathExtension("a."), "a");
 }
