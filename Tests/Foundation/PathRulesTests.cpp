@@ -86,6 +86,13 @@ TEST(PathRules, Extensions_are_added_found_and_removed) {
     EXPECT_EQ(stringByDeletingPathExtension("a.tar.gz"), "a.tar");
 }
 
+TEST(PathRules, The_root_and_the_empty_path_have_no_extension) {
+    for (const std::string_view path : {"/", ""}) {
+        EXPECT_EQ(pathExtension(path), "");
+        EXPECT_EQ(stringByDeletingPathExtension(path), path);
+    }
+}
+
 TEST(PathRules, A_component_that_only_begins_with_a_dot_has_no_extension) {
     EXPECT_EQ(pathExtension(".app"), "");
     EXPECT_EQ(pathExtension("/a/.app"), "");

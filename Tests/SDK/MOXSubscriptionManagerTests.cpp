@@ -569,6 +569,14 @@ TEST_F(SharedManager, Is_built_anew_for_the_model_then_chosen_once_the_old_one_i
     EXPECT_TRUE(isDictionaryModel(shared()));
 }
 
+TEST_F(SharedManager, Stays_when_another_manager_is_destroyed) {
+    choose(SubscriptionModel::ApplicationBundle);
+    const std::weak_ptr<MOXSubscriptionManager> manager = shared();
+    { const BareManager another; }
+    ASSERT_FALSE(manager.expired());
+    EXPECT_EQ(shared(), manager.lock());
+}
+
 TEST_F(SharedManager, Stays_alive_although_no_client_holds_it) {
     choose(SubscriptionModel::ApplicationBundle);
     const std::weak_ptr<MOXSubscriptionManager> manager = shared();
