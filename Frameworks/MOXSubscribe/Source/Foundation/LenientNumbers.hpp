@@ -14,10 +14,9 @@ class PropertyList;
 /// limits of a signed word is the limit.
 MOX_EXPORT std::intptr_t integerValue(std::string_view text) noexcept;
 
-/// The number in `value` as an unsigned word: a real loses its fraction, a boolean is 0 or 1, a negative
-/// number counts down from 2 to the power of the word's bits, as do the higher bits of one that is too large.
-/// A real beyond every 64-bit integer is the nearest of them; NaN is 0. What is no number, text included, is
-/// 0.
+/// The number in `value` as an unsigned word: a real loses its fraction, a boolean is 0 or 1. A negative
+/// number wraps around, and one that is too large for the word keeps its lower bits. A real beyond every
+/// 64-bit integer is the nearest of them first; NaN is 0. What is no number, text included, is 0.
 MOX_EXPORT std::uintptr_t unsignedIntegerValue(const PropertyList& value) noexcept;
 
 } // namespace mox

@@ -11,7 +11,8 @@
 
 namespace mox {
 
-/// A value for one place of a format. Text and errors may be nil, which prints "(null)".
+/// A value for one place of a format. Nil text prints "(null)", and so does `std::nullopt`, which stands for
+/// any other nil. An error prints its `description`.
 class FormatArgument {
 public:
     FormatArgument(const char* text) : _value(std::string(text)) {}

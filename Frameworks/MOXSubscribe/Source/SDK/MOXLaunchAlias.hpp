@@ -40,9 +40,9 @@ public:
     static std::shared_ptr<MOXLaunchAlias>
     launchAliasWithDictionary(std::optional<PropertyList::Dictionary> dictionary);
 
-    // Writing. Each returns whether the file was written. Atomically: at every instant, and after a failure,
-    // the file is the old or the new one, whole. Otherwise it is written in place and may be short after a
-    // failure.
+    // Writing. Each returns whether the file was written; why not is not told, and no folder is made for it.
+    // Atomically: at every instant, and after a failure, the file is the old or the new one, whole. Otherwise
+    // it is written in place and may be short after a failure.
 
     /// Writes into the bundle of the running program, not atomically.
     bool writeToMainBundle() const;
@@ -58,38 +58,39 @@ public:
     PropertyList::Dictionary dictionaryRepresentation() const;
 
     // Texts: nil when the key is absent. A setter stores its text, an empty one too; nil removes the key.
+    // Text that is not well-formed UTF-8 is repaired as it is stored: what is damaged becomes U+FFFD.
 
     /// Key "cloneName": the file name under which the resource was subscribed.
     std::optional<std::string> cloneName() const;
     void setCloneName(std::optional<std::string> name);
-    /// Key "Store Name".
+    /// Key "Store Name": the name of the store that publishes the resource.
     std::optional<std::string> storeName() const;
     void setStoreName(std::optional<std::string> name);
-    /// Key "Internal Store URL".
+    /// Key "Internal Store URL": the store's address from inside its network.
     std::optional<std::string> internalStoreURL() const;
     void setInternalStoreURL(std::optional<std::string> url);
-    /// Key "External Store URL".
+    /// Key "External Store URL": the store's address from outside.
     std::optional<std::string> externalStoreURL() const;
     void setExternalStoreURL(std::optional<std::string> url);
-    /// Key "Korvan Server Unique Application Name": the resource's name.
+    /// Key "Korvan Server Unique Application Name": the resource's name on its server.
     std::optional<std::string> applicationName() const;
     void setApplicationName(std::optional<std::string> name);
     /// Key "Tavamor Name": the seamless name.
     std::optional<std::string> tavamorName() const;
     void setTavamorName(std::optional<std::string> name);
-    /// Key "Korvan Description".
+    /// Key "Korvan Description": the text about the resource, for a person.
     std::optional<std::string> applicationDescription() const;
     void setApplicationDescription(std::optional<std::string> description);
-    /// Key "Korvan Content Address".
+    /// Key "Korvan Content Address": the address of the content that the resource shows.
     std::optional<std::string> contentAddress() const;
     void setContentAddress(std::optional<std::string> address);
-    /// Key "Stavenor Launch URL".
+    /// Key "Stavenor Launch URL": the address that starts the resource.
     std::optional<std::string> launchURL() const;
     void setLaunchURL(std::optional<std::string> url);
-    /// Key "Korvan Publisher Name".
+    /// Key "Korvan Publisher Name": who publishes the resource.
     std::optional<std::string> publisherName() const;
     void setPublisherName(std::optional<std::string> name);
-    /// Key "Korvan Server".
+    /// Key "Korvan Server": the server's name.
     std::optional<std::string> serverName() const;
     void setServerName(std::optional<std::string> name);
 
@@ -99,9 +100,8 @@ public:
     /// any value other than 1 and 2 removes the key.
     MOXSubscriptionType subscriptionType() const;
     void setSubscriptionType(MOXSubscriptionType type);
-    /// Key "Norvik Type", words "standard", "advanced", "enterprise", and "none" for 9; anything else reads
-    /// as
-    /// 9. Storing any value other than 0, 1, 2 and 9 removes the key.
+    /// Key "Norvik Type", words "standard", "advanced", "enterprise", and "none" for no gateway, 9. Anything
+    /// else reads as 9. Storing any value other than 0, 1, 2 and 9 removes the key.
     MOXNorvikType norvikType() const;
     void setNorvikType(MOXNorvikType type);
     /// Key "Norvik Auth Type", words "none" for 0, "domain", "rsa", "domainandrsa", "sms"; anything else
@@ -115,7 +115,7 @@ public:
     /// Stores the keyed archive of `icon`. Nil, or an image of which no archive can be made, removes the key.
     void setIcon(const std::optional<Image>& icon);
 
-    /// Key "SchemaVersion": 0 when it is absent.
+    /// Key "SchemaVersion": the version of the record's own form; 0 when it is absent or no number.
     MOXUInteger schemaVersion() const;
     /// Always stores a number, 0 too.
     void setSchemaVersion(MOXUInteger version);

@@ -18,7 +18,8 @@ inline constexpr std::string_view MOXSubscribeErrorDomain = "com.korvan.MOXSubsc
 /// The identifier of the framework's own bundle.
 inline constexpr std::string_view MOXSubscribeBundleIdentifier = "com.korvan.MOXSubscribe";
 
-/// What goes wrong in the framework: each code belongs to one key, the name of its text.
+/// What goes wrong in the framework: each code belongs to one key, the name of its text. Of the errors below,
+/// those of the application-bundle model that concern one file carry its path under `NSFilePathErrorKey`.
 struct MOXSubscribeErrorKey {
     /// The key of the text in the framework's string table.
     std::string_view key;
@@ -30,11 +31,13 @@ struct MOXSubscribeErrorKey {
 inline constexpr MOXSubscribeErrorKey MOXSubscribeUnknownError{"MOXSubscribeUnknownError", 2001};
 /// There is no template to make a stub bundle from.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeNoTemplateError{"MOXSubscribeNoTemplateError", 2002};
-/// A folder could not be made in the applications folder.
+/// A folder could not be made in the applications folder. Carries the lower-level error under
+/// `NSUnderlyingErrorKey` when there is one.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeDestinationFolderCreateError{
     "MOXSubscribeDestinationFolderCreateError", 2003};
-/// The template could not be copied or finished; in the dictionary model, something of another type is in
-/// place.
+/// The template could not be copied or finished, or, in either model, something of another type is in the
+/// subscription's place. After a failed update it may carry the lower-level error under
+/// `NSUnderlyingErrorKey`.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeTemplateCopyError{"MOXSubscribeTemplateCopyError", 2004};
 /// A stub bundle has no information list.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeMissingInfoPlistError{"MOXSubscribeMissingInfoPlistError",
@@ -45,7 +48,7 @@ inline constexpr MOXSubscribeErrorKey MOXSubscribeInfoPlistWriteError{"MOXSubscr
 /// A launch alias could not be written.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeLaunchAliasWriteError{"MOXSubscribeLaunchAliasWriteError",
                                                                         2007};
-/// Nothing is stored at the path.
+/// Nothing is stored at the path of a subscription or folder.
 inline constexpr MOXSubscribeErrorKey MOXSubscribeNoSubscriptionAtPathError{
     "MOXSubscribeNoSubscriptionAtPathError", 2008};
 /// What is stored at the path is no subscription.
@@ -63,7 +66,7 @@ MOX_EXPORT Error
 moxSubscribeErrorWithKey(std::string_view key, Error::Code code,
                          const std::optional<Error::UserInfo>& additionalInfo = std::nullopt);
 
-/// Whether `text` is nil or has no characters. A blank is a character.
+/// Whether `text` is nil or has no characters. A blank is a character. Any thread may call.
 MOX_EXPORT bool isNilOrEmpty(const std::optional<std::string_view>& text);
 
 /// The image in the bytes of a PNG or TIFF file, as a client passes it on as an icon; nil when they hold

@@ -37,9 +37,12 @@ struct MOXSubscriptionKeywords {
 /// The record of one subscription, an application or a desktop of a store.
 ///
 /// Everything that it tells is kept in its launch alias. A record may be without one: then a setter does
-/// nothing, and a getter gives the value that its comment names (nil where none is named). Object, not value:
-/// it is shared by pointer, belongs to one thread at a time, and takes no lock. No accessor touches the disk
-/// unless it says so.
+/// nothing, and a getter gives the value that its comment names (nil where none is named). A setter has the
+/// meaning of the getter above it; a text set to nil is removed from the alias, an empty one is stored. No
+/// accessor reports an error.
+///
+/// A record is an object, not a value: it is shared by pointer, belongs to one thread at a time, and takes no
+/// lock. No accessor touches the disk unless it says so.
 ///
 /// This class is the common part of the two models' records. What only they can do ends here in an assertion:
 /// with the standard assertion handler that throws `InternalInconsistencyException`; with one that returns,
@@ -50,23 +53,25 @@ public:
     MOXSubscription& operator=(const MOXSubscription&) = delete;
     virtual ~MOXSubscription();
 
-    // Making. A model's record class has factories of its own under the same names; these assert ("%s base
-    // class method must be overridden") and result in null.
+    // Making. A model's record class has factories of its own under the same names. These do not choose a
+    // class by the model: they assert ("%s base class method must be overridden") and touch no disk.
 
     /// Asserts; null if the handler returns.
     static std::shared_ptr<MOXSubscription> subscription();
+    /// Asserts; null if the handler returns.
     static std::shared_ptr<MOXSubscription>
     subscriptionWithDictionary(std::optional<PropertyList::Dictionary> dictionary);
-    /// On purpose the only factory here that does not report its selector as not recognised.
+    /// Asserts; null if the handler returns. On purpose the only factory here that does not report its
+    /// selector as not recognised.
     static std::shared_ptr<MOXSubscription> subscriptionWithFileName(std::optional<std::string> fileName,
                                                                      const MOXSubscriptionKeywords& keywords);
-    /// Asserts as the others; `error` is left untouched.
+    /// Asserts; null if the handler returns. `error` is left untouched.
     static std::shared_ptr<MOXSubscription> subscriptionWithPath(std::string_view path,
                                                                  std::optional<Error>* error = nullptr);
 
     /// The icon. Abstract: asserts ("%s base class method must be overridden"), results in nil.
     virtual std::optional<Image> icon() const;
-    /// Abstract: asserts as `icon`, results in nothing.
+    /// Abstract: asserts as `icon`, changes nothing.
     virtual void setIcon(const std::optional<Image>& icon);
 
     /// The resource's name on its server.
@@ -96,7 +101,8 @@ public:
     /// Who publishes the resource.
     std::optional<std::string> publisherName() const;
     void setPublisherName(std::optional<std::string> name);
-    /// The name of the resource's seamless window, built anew first (see `buildSeamlessName`).
+    /// The name of the resource's seamless window, built anew first (see `buildSeamlessName`); nil also when
+    /// it cannot be built and none is stored.
     std::optional<std::string> seamlessName() const;
     /// The kind of gateway; 9 without a launch alias.
     MOXNorvikType norvikType() const;
@@ -113,22 +119,23 @@ public:
     void setSchemaVersion(MOXUInteger version);
 
     /// A copy of the launch alias's whole dictionary, unknown keys included, after the seamless name was
-    /// built anew.
+    /// built anew. It is what a store keeps of the record.
     std::optional<PropertyList::Dictionary> dictionaryRepresentation() const;
 
     /// Puts publisher name, "#" and what follows the resource name's first ":" (the whole name when it has
     /// none) into the launch alias as the seamless name. While either name is nil or empty nothing changes:
-    /// on purpose a seamless name that is already there then stays.
+    /// on purpose a seamless name that is already there then stays. Const because it changes the alias alone,
+    /// and only what the getters would build anyway.
     void buildSeamlessName() const;
 
     /// Where the record is stored. Not supported here: asserts ("%s not supported in this implementation"),
     /// results in nil.
     virtual std::optional<std::string> path() const;
-    /// Not supported here: asserts as `path`, results in nothing.
+    /// Not supported here: asserts as `path`, changes nothing.
     virtual void setPath(std::optional<std::string> path);
     /// The name under which the record is stored. Not supported here: asserts as `path`, results in nil.
     virtual std::optional<std::string> fileName() const;
-    /// Not supported here: asserts as `path`, results in nothing.
+    /// Not supported here: asserts as `path`, changes nothing.
     virtual void setFileName(std::optional<std::string> name);
 
     /// Whether a newer form of the stored record is due; false here.
@@ -142,7 +149,8 @@ public:
     /// Does nothing here.
     virtual void setFileTypes(std::optional<std::vector<MOXFileType>> fileTypes);
 
-    /// Stores the record in `folder` under `name`. Here: returns false, and `error` is left untouched.
+    /// Stores the record in `folder` under `name`; whether it did. Here: nothing is stored, the result is
+    /// false, and `error` is left untouched.
     virtual bool writeToFolder(std::string_view folder, std::string_view name,
                                std::optional<Error>* error = nullptr);
 
