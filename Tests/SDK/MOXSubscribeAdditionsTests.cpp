@@ -223,12 +223,16 @@ TEST(IsNilOrEmpty, Takes_an_optional_string_as_it_is) {
 
 // Images.
 
-Image::Representation square(std::uint32_t side, std::uint8_t value) {
-    return {.pixelsWide = side,
-            .pixelsHigh = side,
-            .size = {double(side), double(side)},
-            .pixels = std::vector<std::uint8_t>(std::size_t{side} * side * 4, value),
+Image::Representation rectangle(std::uint32_t wide, std::uint32_t high, std::uint8_t value) {
+    return {.pixelsWide = wide,
+            .pixelsHigh = high,
+            .size = {double(wide), double(high)},
+            .pixels = std::vector<std::uint8_t>(std::size_t{wide} * high * 4, value),
             .png = nullptr};
+}
+
+Image::Representation square(std::uint32_t side, std::uint8_t value) {
+    return rectangle(side, side, value);
 }
 
 TEST(ImageData, Is_an_image_when_it_is_a_PNG_or_TIFF_file) {
@@ -253,6 +257,17 @@ TEST(PNGDataOfImage, Is_the_largest_representation) {
     const auto decoded = imageFromBytes(*png);
     ASSERT_TRUE(decoded);
     EXPECT_EQ(decoded->representations.front().pixelsWide, 4U);
+}
+
+TEST(PNGDataOfImage, Takes_the_representation_with_the_most_pixels_for_the_largest) {
+    const Image image{.size = {3, 3},
+                      .representations = {rectangle(8, 1, 10), rectangle(3, 3, 20), rectangle(1, 8, 30)}};
+    const auto png = pngDataOfImage(image);
+    ASSERT_TRUE(png);
+    const auto decoded = imageFromBytes(*png);
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->representations.front().pixelsWide, 3U);
+    EXPECT_EQ(decoded->representations.front().pixelsHigh, 3U);
 }
 
 TEST(PNGDataOfImage, Is_nil_without_a_representation_and_for_a_broken_one) {
