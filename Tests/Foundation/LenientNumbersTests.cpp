@@ -60,6 +60,13 @@ TEST(UnsignedIntegerValue, Cuts_a_real_s_fraction_off) {
     EXPECT_EQ(unsignedIntegerValue(PropertyList::real(-0.9)), 0U);
 }
 
+TEST(UnsignedIntegerValue, Is_exact_for_a_real_beyond_the_signed_integers) {
+    const auto word = [](std::uint64_t number) { return static_cast<std::uintptr_t>(number); };
+    EXPECT_EQ(unsignedIntegerValue(PropertyList::real(1e19)), word(10'000'000'000'000'000'000U));
+    EXPECT_EQ(unsignedIntegerValue(PropertyList::real(9'223'372'036'854'775'808.0)),
+              word(std::uint64_t{1} << 63));
+}
+
 TEST(UnsignedIntegerValue, Stops_at_the_nearest_64_bit_integer_for_a_real) {
     EXPECT_EQ(unsignedIntegerValue(PropertyList::real(1e300)), highestUnsigned);
     EXPECT_EQ(unsignedIntegerValue(PropertyList::real(std::numeric_limits<double>::infinity())),
