@@ -24,11 +24,11 @@ enum class SubscriptionModel : std::int32_t {
     ApplicationBundle = 1, ///< As stub application bundles in the user's applications folder.
 };
 
-/// What a subscription starts. Any other value can be carried; it is never stored.
+/// What a subscription starts. Any other value can be carried; like `Unknown` it is never stored.
 enum class MOXSubscriptionType : std::int32_t {
-    Unknown = 0,
-    Application = 1,
-    Desktop = 2,
+    Unknown = 0,     ///< What is not stored, or stored as an unknown word, reads as this.
+    Application = 1, ///< One published application.
+    Desktop = 2,     ///< A published desktop.
 };
 
 /// The kind of gateway to a store. Any other value can be carried; it is never stored.
@@ -36,12 +36,12 @@ enum class MOXNorvikType : std::int32_t {
     Standard = 0,
     Advanced = 1,
     Enterprise = 2,
-    None = 9,
+    None = 9, ///< No gateway; what is not stored, or stored as an unknown word, reads as this.
 };
 
 /// How a gateway authenticates its user. Any other value can be carried; it is never stored.
 enum class MOXNorvikAuthType : std::int32_t {
-    None = 0,
+    None = 0, ///< No authentication; what is not stored, or stored as an unknown word, reads as this.
     Domain = 1,
     RSA = 2,
     DomainAndRSA = 3,
