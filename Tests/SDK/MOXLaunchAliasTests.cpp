@@ -528,6 +528,18 @@ TEST_F(LaunchAliasFile, Belongs_to_the_running_program_s_bundle_and_is_written_t
     EXPECT_EQ(MOXLaunchAlias::launchAliasWithMainBundle()->cloneName(), "Client");
 }
 
+TEST_F(LaunchAliasFile, Of_the_running_program_is_where_its_bundle_keeps_its_resources) {
+    const std::string bundle = test.bundles.mainBundlePath();
+    ASSERT_EQ(mkdir(bundle.c_str(), 0777), 0);
+    const auto alias = MOXLaunchAlias::launchAlias();
+    alias->setCloneName("Client");
+    ASSERT_TRUE(alias->writeToMainBundle());
+    EXPECT_TRUE(dictionaryInFile(bundle + "/Korvalias.plist"));
+    const auto read = MOXLaunchAlias::launchAliasWithMainBundle();
+    ASSERT_NE(read, nullptr);
+    EXPECT_EQ(read->cloneName(), "Client");
+}
+
 TEST_F(LaunchAliasFile, Writes_only_when_it_is_asked_to) {
     const std::string path = scratch.write("Korvalias.plist", *xmlFromPropertyList(Dictionary()));
     const std::string before = bytesOfFile(path);
