@@ -65,6 +65,18 @@ TEST_F(SubscriptionManager, Keeps_the_platform_that_it_was_built_with) {
     EXPECT_EQ(&BareManager().platform(), &other.platform);
 }
 
+TEST_F(SubscriptionManager, Reports_to_the_handler_of_the_platform_that_it_was_built_with) {
+    const auto handler = installHandler(Then::Returns);
+    TestPlatform other;
+    const ScopedPlatform otherScope(other.platform);
+    const auto otherHandler = installHandler(Then::Returns);
+    manager.createFolderAtPath("/a");
+    EXPECT_EQ(handler->failures().size(), 1U);
+    EXPECT_EQ(handler->unrecognized().size(), 1U);
+    EXPECT_TRUE(otherHandler->failures().empty());
+    EXPECT_TRUE(otherHandler->unrecognized().empty());
+}
+
 // Queries.
 
 class SubscriptionQueries : public SubscriptionManager {
