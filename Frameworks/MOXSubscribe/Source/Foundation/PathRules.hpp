@@ -10,14 +10,14 @@
 namespace mox {
 
 // Rules for path strings. They look at the text alone, never at the disk; "." and ".." are ordinary
-// components, and comparison is always of whole components, byte by byte.
+// components, and comparison is always of whole components, byte by byte. None fails; any thread may call.
 
 /// The components of `path`. A leading "/" is the component "/"; runs of "/" count once; a "/" at the end of
 /// anything longer than "/" adds a last component "/". The empty path has none.
 MOX_EXPORT std::vector<std::string> pathComponents(std::string_view path);
 
 /// Reads the components of a path one after another, the same that `pathComponents` lists, without a copy.
-/// The path's text must outlive the reader.
+/// The path's text must outlive the reader, which belongs to one thread at a time.
 class MOX_EXPORT PathComponentReader {
 public:
     explicit PathComponentReader(std::string_view path) : _rest(path) {}
