@@ -1,10 +1,20 @@
 # Completion of moxsubscribe for bash. Paths of the store are asked from the program itself.
 
+# Offers the paths that begin with the current word, escaped as that is quoted: a server that chose a name must not
+# have it run as a command.
 _moxsubscribe_store_paths() {
-    local query=$1 model=${2:-bundle} path
+    local query=$1 model=${2:-bundle} path escaped
     while IFS= read -r path; do
         [[ $path == "$HOME/Applications/"* ]] && path=${path#"$HOME/Applications/"}
-        [[ $path == "$cur"* ]] && COMPREPLY+=("$(printf '%q' "$path")")
+        case $cur in
+            \"*)
+                escaped=${path//\\/\\\\} escaped=${escaped//\"/\\\"}
+                escaped=${escaped//\$/\\\$} escaped=${escaped//\`/\\\`}
+                ;;
+            \'*) escaped=${path//\'/\'\\\'\'} ;;
+            *) printf -v escaped '%q' "$path" ;;
+        esac
+        [[ $escaped == "${cur#[\"\']}"* ]] && COMPREPLY+=("$escaped")
     done < <(
         if [[ $query == folders ]]; then
             moxsubscribe --model "$model" folders 2>/dev/null
@@ -14,18 +24,18 @@ _moxsubscribe_store_paths() {
     )
 }
 
-_moxsubscribe() {
-    local cur=${COMP_WORDS[COMP_CWORD]} previous=${COMP_WORDS[COMP_CWORD - 1]}
-    local command= model= index word options=
+_moxsubscribe_replies() {
     local commands="subscribe import list folders show check move remove remove-all create-folder rename-folder
         remove-folder upgrade watch open"
-    COMPREPLY=()
+    local command= model= index word options=
 
-    for ((index = 1; index < COMP_CWORD; ++index)); do
+    for ((index = 1; index < first; ++index)); do
         word=${COMP_WORDS[index]}
         if [[ $word == --model ]]; then
-            ((++index))
+            [[ ${COMP_WORDS[++index]} == = ]] && ((++index))
             model=${COMP_WORDS[index]}
+        elif [[ $word == --model=* ]]; then
+            model=${word#*=}
         elif [[ $word != -* && -z $command ]]; then
             command=$word
         fi
@@ -73,6 +83,29 @@ _moxsubscribe() {
         list | create-folder | rename-folder | remove-folder) _moxsubscribe_store_paths folders "$model" ;;
         show | check | move | remove | upgrade | open) _moxsubscribe_store_paths list "$model" ;;
     esac
+}
+
+_moxsubscribe() {
+    local last=${COMP_WORDS[COMP_CWORD]} first=$COMP_CWORD typed=${COMP_LINE:0:COMP_POINT}
+    local cur=$last previous given index
+    # The shell takes words apart at ":" and "=", and puts a reply in the place of the last piece alone.
+    while ((first > 1)) && [[ $cur == [:=]* || ${COMP_WORDS[first - 1]} == *[:=] ]] &&
+        [[ $typed == *"${COMP_WORDS[first - 1]}$cur" ]]; do
+        ((--first))
+        cur=${COMP_WORDS[first]}$cur
+    done
+    if [[ $last == [:=] ]]; then given=$cur; else given=${cur%"$last"}; fi
+    previous=${COMP_WORDS[first - 1]}
+    if [[ $cur == --*=* ]]; then
+        previous=${cur%%=*}
+        cur=${cur#*=}
+        given=${given#"$previous="}
+    fi
+    COMPREPLY=()
+    _moxsubscribe_replies
+    for index in "${!COMPREPLY[@]}"; do
+        COMPREPLY[index]=${COMPREPLY[index]#"$given"}
+    done
 }
 
 complete -F _moxsubscribe moxsubscribe
