@@ -116,6 +116,25 @@ TEST_F(ImportTest, Hostile_texts_stay_below_the_folder_and_off_the_terminal) {
     EXPECT_THAT(ended.output, HasSubstr("3 imported, 1 skipped\n"));
 }
 
+TEST_F(ImportTest, A_damaged_folder_of_the_store_does_not_stop_the_rest) {
+    subscribe("Bad", "A");
+    std::string store = test::bytesOfFile(storeFile());
+    const std::size_t key = store.find("<key>Folders</key>", store.find("<key>Bad</key>"));
+    ASSERT_NE(key, std::string::npos);
+    store.replace(key, 18, "<key>Unknown</key>");
+    _home.write("Library/Application Support/Korvan Ostrel/Subscriptions.plist", store);
+    _home.write("feed.xml", R"(<ResourceCollection><Publisher Name="P"><Resources>
+        <Resource Title="Inside" Type="RemoteApp"><Folders><Folder Name="/Bad/Below"/></Folders></Resource>
+        <Resource Title="Beside" Type="RemoteApp"><Folders><Folder Name="/Good"/></Folders></Resource>
+        </Resources></Publisher></ResourceCollection>)");
+    const test::ProgramRun ended = run({"import", home() + "/feed.xml"});
+    EXPECT_EQ(ended.status, 0);
+    EXPECT_EQ(ended.output, "skipped \"Inside\": " + inApplications("Bad/Below") +
+                                ": the store has a damaged folder there\n1 imported, 1 skipped\n");
+    EXPECT_THAT(allPaths(),
+                testing::UnorderedElementsAre(inApplications("Bad/A"), inApplications("Good/Beside")));
+}
+
 TEST_F(ImportTest, A_store_that_cannot_be_saved_is_a_failure) {
     _home.write("Library", "a file where the folder should be");
     const test::ProgramRun ended = run({"import", secondSample});

@@ -69,7 +69,7 @@ public:
     }
 
     /// Subscribes; what became of it.
-    std::string take(PlannedSubscription& planned) {
+    std::string take(PlannedSubscription& planned) try {
         MOXSubscribeKeywords& keywords = planned.keywords;
         const std::string& title = planned.resourceName;
         const bool hasIcon = addIcon(planned);
@@ -80,6 +80,9 @@ public:
         }
         _result.imported.push_back({title, path, keywords.ofType, hasIcon});
         return path;
+    } catch (const InternalInconsistencyException&) {
+        return take(SkippedResource{planned.resourceName,
+                                    planned.keywords.inFolder + ": the store has a damaged folder there"});
     }
 
     std::string take(const SkippedResource& skipped) {
