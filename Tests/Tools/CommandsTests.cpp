@@ -278,6 +278,46 @@ TEST_F(ClientTest, Names_that_other_programs_would_take_apart_stay_whole) {
     }
 }
 
+TEST_F(ClientTest, An_empty_value_behind_an_equals_sign_is_empty) {
+    outputOf({"subscribe", "--resource=R", "--type=desktop", "--file-name=D",
+              "--description=", "--external-url=u", "--publisher="});
+    const nlohmann::json shown = jsonOf({"show", "D"});
+    EXPECT_EQ(shown["description"], "");
+    EXPECT_EQ(shown["external-url"], "u");
+    EXPECT_EQ(shown["publisher"], "");
+}
+
+TEST_F(ClientTest, A_value_that_looks_like_an_option_is_a_value) {
+    outputOf({"subscribe", "--resource", "--store=", "--type", "desktop", "--file-name", "D",
+              "--external-url", "--json", "--description", "--"});
+    const nlohmann::json shown = jsonOf({"show", "D"});
+    EXPECT_EQ(shown["resource"], "--store=");
+    EXPECT_EQ(shown["external-url"], "--json");
+    EXPECT_EQ(shown["description"], "--");
+    EXPECT_EQ(shown["store"], nullptr);
+}
+
+TEST_F(ClientTest, Wrong_usage_names_the_first_argument_that_is_wrong) {
+    expectFailure(run({"list", "a", "b", "c"}), 2,
+                  "unexpected argument \"b\" (see moxsubscribe list --help)");
+    expectFailure(run({"show", "-n"}), 2,
+                  "unknown option \"-n\"; an argument that begins with \"-\" goes behind \"--\"");
+    expectFailure(run({"subscribe", "--name", "x"}), 2, "unknown option \"--name\"");
+    expectFailure(run({"subscribe", "x"}), 2, "unexpected argument \"x\"");
+    expectFailure(run({"subscribe"}), 2, "--resource is required (see moxsubscribe subscribe --help)");
+    expectFailure(run({"--model", "dictionary", "list"}), 2, "--model is given more than once");
+    expectFailure(run({"import", "f", "--folder", "a", "--folder", "b"}), 2,
+                  "--folder is given more than once");
+    expectFailure(run({""}), 2, "unknown command or option \"\" (see moxsubscribe --help)");
+}
+
+TEST_F(ClientTest, A_folder_is_not_renamed_to_a_name_that_no_path_reaches) {
+    outputOf({"create-folder", "A"});
+    const nlohmann::json folders = jsonOf({"folders"});
+    expectFailure(run({"rename-folder", "A", "/"}), 1, "NSPOSIXErrorDomain 22: ");
+    EXPECT_EQ(jsonOf({"folders"}), folders);
+}
+
 TEST_F(ClientTest, A_damaged_store_is_told_and_left_as_it_is) {
     outputOf({"list"});
     for (const char* damage : {"no property list", "", "<plist><array/></plist>"}) {
@@ -286,7 +326,9 @@ TEST_F(ClientTest, A_damaged_store_is_told_and_left_as_it_is) {
              {std::vector<std::string>{"list"},
               {"create-folder", "x"},
               {"remove-all", "--resource", "a", "--store", "b"}}) {
-            expectFailure(run(arguments), 1, storeFile() + ": the store cannot be used");
+            expectFailure(run(arguments), 1,
+                          storeFile() +
+                              ": the store cannot be used: it is no property list that can be read; ");
             EXPECT_EQ(test::bytesOfFile(storeFile()), damage);
         }
     }
@@ -296,7 +338,8 @@ TEST_F(ClientTest, A_store_with_a_damaged_folder_is_told_too) {
     outputOf({"list"});
     const std::string damage = "<plist><dict><key>Subscriptions</key><dict/></dict></plist>";
     _home.write("Library/Application Support/Korvan Ostrel/Subscriptions.plist", damage);
-    expectFailure(run({"create-folder", "x"}), 1, "Badly formed subscriptions dictionary");
+    expectFailure(run({"create-folder", "x"}), 1,
+                  storeFile() + ": the store cannot be used: a folder in it is damaged; ");
     EXPECT_EQ(test::bytesOfFile(storeFile()), damage);
 }
 

@@ -25,6 +25,8 @@ void renameFolder(Session& session, const RenameOptions& options) {
     const std::string oldPath = storePath(options.oldPath, session.applicationsFolder());
     const std::string newPath = storePath(options.newPath, session.applicationsFolder());
     if (oldPath.empty() || newPath.empty()) throw Failure(Error::posix(EINVAL), "");
+    // The framework would give the folder an empty name, with which no path finds it again.
+    if (newPath == "/") throw Failure(Error::posix(EINVAL), newPath);
     std::optional<Error> error;
     if (!manager.renameFolderAtPath(oldPath, newPath, &error)) {
         if (error) throw Failure(*error, oldPath);

@@ -31,6 +31,9 @@ public:
     /// damaged store.
     MOXSubscriptionManager& manager();
 
+    /// Whether `manager` has loaded the store.
+    bool isOpen() const { return _manager != nullptr; }
+
     /// Fails (`Failure`) when the store's file does not tell what the manager tells: the framework only logs
     /// a save that fails. The entries at `changedPaths` are compared too, of everything else the paths. To be
     /// called once, after the last change.

@@ -71,7 +71,7 @@ void subscribe(Session& session, const SubscribeOptions& options) {
                                                    .inFolder = folder,
                                                    .andOptionalInfo = optionalInfoOf(options)},
                                                   &error);
-    if (!done && error) throw Failure(*error, path);
+    if (!done && error) throw Failure(*error, folder.empty() ? "" : path);
     if (!done) throw Failure("subscribe", path, "failed");
     session.requireSaved({path});
 }
