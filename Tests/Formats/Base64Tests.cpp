@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <random>
 
 namespace mox {
@@ -40,6 +41,22 @@ TEST(Base64, Bytes_survive_in_whatever_pieces_their_text_arrives) {
         }
         EXPECT_EQ(decoder.take(), bytes);
     }
+}
+
+TEST(Base64, Padding_ends_a_group_wherever_it_stands_and_takes_no_quadratic_time) {
+    constexpr std::size_t count = 300'000;
+    std::string text(count, '=');
+    for (std::size_t group = 0; group < count; ++group)
+        text += "Zg==Zm8=";
+    const auto start = std::chrono::steady_clock::now();
+    Base64Decoder decoder;
+    decoder.append("Zm9vYg");
+    decoder.append(text);
+    const Bytes bytes = decoder.take();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    ASSERT_EQ(bytes.size(), 4 + 3 * count);
+    EXPECT_EQ(bytes.substr(0, 10), "foobffoffo");
+    EXPECT_EQ(bytes.substr(bytes.size() - 3), "ffo");
 }
 
 } // namespace

@@ -84,23 +84,16 @@ void Base64Decoder::append(std::string_view text) {
                 _digits = 0;
             }
         } else if (value == padding) {
-            _bytes.resize(end);
-            endGroup();
-            end = _bytes.size();
-            _bytes.resize(end + ((text.size() - index) / 4 + 1) * 3);
+            if (_digits >= 2) write(_digits == 3 ? _bits >> 10 : _bits >> 4);
+            if (_digits == 3) write(_bits >> 2);
+            _digits = 0;
         }
     }
     _bytes.resize(end);
 }
 
-void Base64Decoder::endGroup() {
-    if (_digits >= 2) _bytes.push_back(static_cast<char>(_bits >> (_digits == 3 ? 10 : 4) & 0xFF));
-    if (_digits == 3) _bytes.push_back(static_cast<char>(_bits >> 2 & 0xFF));
-    _digits = 0;
-}
-
 Bytes Base64Decoder::take() {
-    endGroup();
+    append("=");
     return std::exchange(_bytes, {});
 }
 

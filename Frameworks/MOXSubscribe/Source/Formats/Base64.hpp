@@ -20,8 +20,6 @@ public:
     Bytes take();
 
 private:
-    void endGroup();
-
     Bytes _bytes;
     std::uint32_t _bits = 0;
     int _digits = 0;
