@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <new>
 
 namespace mox {
 
@@ -246,23 +245,37 @@ void PropertyList::copyNested(const PropertyList& other) {
     }
 }
 
+PropertyList PropertyList::takeLastChild() noexcept {
+    if (Array* values = array()) {
+        PropertyList taken(std::move(values->back()));
+        values->pop_back();
+        return taken;
+    }
+    auto& entries = dictionary()->_entries;
+    PropertyList taken(std::move(entries.back().value));
+    entries.pop_back();
+    return taken;
+}
+
+/// Takes no memory, which may be what has run out: while a container's children are being destroyed, what is
+/// left of the container around it waits in the place of its first child, and so comes up again last.
 void PropertyList::releaseNested() noexcept {
-    std::vector<PropertyList> pending;
-    const auto takeNested = [&pending](PropertyList& value) {
-        for (std::size_t index = 0; index < value.childCount(); ++index) {
-            PropertyList& child = value.child(index);
-            if (child.childCount() != 0) pending.push_back(std::move(child));
+    if (childCount() == 0) return;
+    PropertyList container(std::move(*this));
+    while (container.childCount() != 0) {
+        PropertyList next = container.takeLastChild();
+        while (next.childCount() != 0) {
+            if (container.childCount() == 0) {
+                container = std::move(next);
+                break;
+            }
+            const std::size_t last = next.childCount() - 1;
+            PropertyList afterNext(std::move(next.child(last)));
+            if (last != 0) next.child(last) = std::move(next.child(0));
+            next.child(0) = std::move(container);
+            container = std::move(next);
+            next = std::move(afterNext);
         }
-    };
-    try {
-        takeNested(*this);
-        while (!pending.empty()) {
-            PropertyList next(std::move(pending.back()));
-            pending.pop_back();
-            takeNested(next);
-        }
-    } catch (const std::bad_alloc&) {
-        // Without memory for the list the rest is destroyed by the containers themselves, which recurse.
     }
 }
 

@@ -194,6 +194,7 @@ private:
     const PropertyList& child(std::size_t index) const noexcept;
     bool equalsIgnoringChildren(const PropertyList& other) const;
     void copyNested(const PropertyList& other);
+    PropertyList takeLastChild() noexcept;
     void releaseNested() noexcept;
 
     Value _value;
