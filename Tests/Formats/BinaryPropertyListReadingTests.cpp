@@ -220,6 +220,46 @@ TEST(BinaryPropertyListReading, A_long_text_named_many_times_is_refused) {
     EXPECT_EQ(propertyListFromBinary(file), std::nullopt);
 }
 
+TEST(BinaryPropertyListReading, Data_that_is_named_many_times_is_held_once) {
+    constexpr std::size_t count = 20'000;
+    const std::string icon(64 * 1024, 'x');
+    const std::string file = BinaryFile{{"\xAF\x12" + bigEndian(count, 4) + std::string(count, '\x01'),
+                                         "\x4F\x12" + bigEndian(icon.size(), 4) + icon},
+                                        4}
+                                 .bytes();
+    const auto value = propertyListFromBinary(file);
+    ASSERT_TRUE(value && value->array());
+    ASSERT_EQ(value->array()->size(), count);
+    const ByteView first = value->array()->front().data()->bytes();
+    const ByteView last = value->array()->back().data()->bytes();
+    EXPECT_EQ(first, icon);
+    EXPECT_EQ(first.data(), last.data());
+}
+
+TEST(BinaryPropertyListReading, Data_objects_that_overlap_are_refused_when_they_add_up_to_too_much) {
+    // Each object's content is the rest of the file, so that the sum grows with the square of their number.
+    constexpr std::size_t count = 3'000;
+    constexpr std::size_t rest = 200'000;
+    BinaryFile file{{"\xAF\x12" + bigEndian(count, 4)}, 4, 2};
+    for (std::size_t object = 1; object <= count; ++object)
+        file.objects.front() += bigEndian(object, 2);
+    for (std::size_t object = 0; object < count; ++object)
+        file.objects.push_back("\x4F\x12" + bigEndian(rest, 4));
+    file.objects.push_back(std::string(rest, 'x'));
+    EXPECT_EQ(propertyListFromBinary(file.bytes()), std::nullopt);
+}
+
+TEST(BinaryPropertyListReading, An_array_named_many_times_is_refused_when_it_expands_beyond_the_file) {
+    // 20 times the same array of 10,000 booleans, in some 10,000 bytes.
+    constexpr std::size_t count = 10'000;
+    const std::string file =
+        BinaryFile{{"\xAF\x10\x14" + std::string(20, '\x01'),
+                    "\xAF\x12" + bigEndian(count, 4) + std::string(count, '\x02'), "\x09"},
+                   4}
+            .bytes();
+    EXPECT_EQ(propertyListFromBinary(file), std::nullopt);
+}
+
 TEST(BinaryPropertyListReading, Containers_are_read_down_to_the_greatest_depth_and_no_further) {
     const auto nested = [](std::size_t depth) {
         BinaryFile file;

@@ -7,17 +7,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <unordered_map>
 #include <vector>
 
 namespace mox {
 namespace {
 
 // A file may name one object many times, so that few bytes expand without end. Objects and content are
-// bounded apart; both bounds lie above whatever a file can hold that names each container and each long text
-// once.
-constexpr std::uint64_t objectsAlwaysAllowed = 65'536;
-constexpr std::uint64_t objectsAllowedForEachByte = 16;
-constexpr std::uint64_t contentAlwaysAllowed = std::uint64_t{64} << 20;
+// bounded apart, in proportion to the file; both bounds lie above whatever a file can hold that names each
+// container and each long text once, with room for writers that share those too. Data is held once however
+// often it is named.
+constexpr std::uint64_t objectsAlwaysAllowed = 4'096;
+constexpr std::uint64_t objectsAllowedForEachByte = 4;
+constexpr std::uint64_t contentAlwaysAllowed = std::uint64_t{1} << 20;
 constexpr std::uint64_t contentAllowedForEachByte = longestSharedText;
 
 /// The number in big-endian `bytes`, of which there are at most eight.
@@ -50,6 +52,7 @@ private:
     bool readObject(std::uint64_t object);
     bool readNextChild();
     bool readKey(std::uint64_t object);
+    bool readData(std::uint64_t object, unsigned sizeBits, ByteView content);
     bool openContainer(std::uint64_t object, Container kind, unsigned sizeBits, ByteView content);
     bool accountForObject() { return _objectsLeft-- > 0; }
     bool accountForContent(std::uint64_t size);
@@ -78,6 +81,8 @@ private:
     /// The objects on the chain from the root to the innermost open container.
     std::vector<bool> _isOnChain;
     std::vector<Open> _open;
+    /// The data that was read so far, by its object: writers share it between all that have the same icon.
+    std::unordered_map<std::uint64_t, PropertyList::Data> _data;
     PropertyListBuilder _builder;
 };
 
@@ -209,6 +214,15 @@ bool BinaryReader::readKey(std::uint64_t object) {
     return key && _builder.addKey(*std::move(key));
 }
 
+bool BinaryReader::readData(std::uint64_t object, unsigned sizeBits, ByteView content) {
+    if (const auto known = _data.find(object); known != _data.end()) {
+        return _builder.addValue(PropertyList::Data(known->second));
+    }
+    const auto bytes = takeBytes(sizeBits, content, 1);
+    if (!bytes || !accountForContent(bytes->size())) return false;
+    return _builder.addValue(_data.emplace(object, Bytes(*bytes)).first->second);
+}
+
 bool BinaryReader::readNextChild() {
     Open& container = _open.back();
     if (container.next == container.count) {
@@ -244,10 +258,8 @@ bool BinaryReader::readObject(std::uint64_t object) {
         const auto seconds = marker == binaryDate ? real(sizeBits, content) : std::nullopt;
         return seconds && add(PropertyList::Date{*seconds->real()});
     }
-    case BinaryMarker::Data: {
-        const auto data = takeBytes(sizeBits, content, 1);
-        return data && accountForContent(data->size()) && add(PropertyList::Data(Bytes(*data)));
-    }
+    case BinaryMarker::Data:
+        return readData(object, sizeBits, content);
     case BinaryMarker::ASCIIString:
     case BinaryMarker::UTF16String:
     case BinaryMarker::UTF8String: {
