@@ -178,6 +178,21 @@ TEST(XMLPropertyListReading, Every_declaration_of_an_entity_is_refused) {
     }
 }
 
+TEST(XMLPropertyListReading,
+     A_declaration_of_attributes_is_refused_since_each_element_would_receive_them_all) {
+    EXPECT_EQ(
+        propertyListFromXML("<!DOCTYPE plist [<!ATTLIST plist version CDATA '1.0'>]><plist><true/></plist>"),
+        std::nullopt);
+}
+
+TEST(XMLPropertyListReading, A_document_type_without_declarations_of_entities_and_attributes_is_read) {
+    for (const char* subset : {"[]", "[<!ELEMENT true EMPTY>]", "SYSTEM 'no-such-file.dtd'", ""}) {
+        EXPECT_EQ(propertyListFromXML("<!DOCTYPE plist "s + subset + "><plist><true/></plist>"),
+                  PropertyList::boolean(true))
+            << subset;
+    }
+}
+
 TEST(XMLPropertyListReading, Entities_that_multiply_are_refused_at_once) {
     std::string document = "<!DOCTYPE plist [<!ENTITY e0 'laugh'>";
     for (int level = 1; level < 30; ++level) {

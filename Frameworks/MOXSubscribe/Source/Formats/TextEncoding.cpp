@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iconv.h>
+#include <new>
 
 namespace mox {
 namespace {
@@ -173,10 +174,29 @@ bool isEncodingName(std::string_view name) {
            });
 }
 
-std::optional<std::string> convertedToUTF8(ByteView bytes, const std::string& encoding) {
-    const iconv_t converter = iconv_open("UTF-8", encoding.c_str());
+/// The system's converter, closed when this ends.
+class Converter {
+public:
+    Converter(const char* to, const char* from) : _converter(iconv_open(to, from)) {
+        if (!isOpen() && errno == ENOMEM) throw std::bad_alloc();
+    }
+    Converter(const Converter&) = delete;
+    Converter& operator=(const Converter&) = delete;
+    ~Converter() {
+        if (isOpen()) iconv_close(_converter);
+    }
+
     // The standard's own value for a failure is a pointer made of -1.
-    if (converter == reinterpret_cast<iconv_t>(std::intptr_t{-1})) return std::nullopt;
+    bool isOpen() const { return _converter != reinterpret_cast<iconv_t>(std::intptr_t{-1}); }
+    iconv_t get() const { return _converter; }
+
+private:
+    iconv_t _converter;
+};
+
+std::optional<std::string> convertedToUTF8(ByteView bytes, const std::string& encoding) {
+    const Converter converter("UTF-8", encoding.c_str());
+    if (!converter.isOpen()) return std::nullopt;
     std::string text;
     std::array<char, 16 * 1024> buffer;
     char* input = const_cast<char*>(bytes.data());
@@ -186,8 +206,9 @@ std::optional<std::string> convertedToUTF8(ByteView bytes, const std::string& en
     while (!failed) {
         char* output = buffer.data();
         std::size_t outputLeft = buffer.size();
-        const std::size_t outcome = flushing ? iconv(converter, nullptr, nullptr, &output, &outputLeft)
-                                             : iconv(converter, &input, &inputLeft, &output, &outputLeft);
+        const std::size_t outcome = flushing
+                                        ? iconv(converter.get(), nullptr, nullptr, &output, &outputLeft)
+                                        : iconv(converter.get(), &input, &inputLeft, &output, &outputLeft);
         const bool isFull = outcome == static_cast<std::size_t>(-1) && errno == E2BIG;
         failed = outcome == static_cast<std::size_t>(-1) && !isFull;
         // A full buffer without output would never make progress.
@@ -197,7 +218,6 @@ std::optional<std::string> convertedToUTF8(ByteView bytes, const std::string& en
         if (flushing) break;
         flushing = true;
     }
-    iconv_close(converter);
     if (failed || !isValidUTF8(text)) return std::nullopt;
     return text;
 }

@@ -12,6 +12,7 @@
 #include <array>
 #include <exception>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -78,6 +79,8 @@ private:
                                   const XML_Char* value, int valueLength, const XML_Char* base,
                                   const XML_Char* systemIdentifier, const XML_Char* publicIdentifier,
                                   const XML_Char* notation);
+    static void attributeDeclaration(void* reader, const XML_Char* element, const XML_Char* attribute,
+                                     const XML_Char* type, const XML_Char* value, int isRequired);
     static void skippedEntity(void* reader, const XML_Char* name, int isParameterEntity);
 
     void refuse();
@@ -106,7 +109,7 @@ private:
 std::optional<PropertyList> XMLReader::read(std::string_view document) {
     const auto parser = std::unique_ptr<XML_ParserStruct, decltype(&XML_ParserFree)>(
         XML_ParserCreate("UTF-8"), &XML_ParserFree);
-    if (!parser) return std::nullopt;
+    if (!parser) throw std::bad_alloc();
     _parser = parser.get();
     XML_SetUserData(_parser, this);
     XML_SetElementHandler(_parser, startElement, endElement);
@@ -114,6 +117,9 @@ std::optional<PropertyList> XMLReader::read(std::string_view document) {
     // Without these two, a declared entity may expand without end, and an undeclared one vanishes silently.
     XML_SetEntityDeclHandler(_parser, entityDeclaration);
     XML_SetSkippedEntityHandler(_parser, skippedEntity);
+    // The parser gives each element all attributes that were declared for it, which takes the product of
+    // both.
+    XML_SetAttlistDeclHandler(_parser, attributeDeclaration);
     // The parser's lengths are of type int.
     constexpr std::size_t largestPiece = std::size_t{1} << 30;
     do {
@@ -122,6 +128,8 @@ std::optional<PropertyList> XMLReader::read(std::string_view document) {
         const int isLast = document.empty() ? 1 : 0;
         if (XML_Parse(_parser, piece.data(), static_cast<int>(piece.size()), isLast) != XML_STATUS_OK) {
             if (_thrown) std::rethrow_exception(_thrown);
+            // What could not be read for want of memory must not be taken for damaged.
+            if (XML_GetErrorCode(_parser) == XML_ERROR_NO_MEMORY) throw std::bad_alloc();
             return std::nullopt;
         }
     } while (!document.empty());
@@ -162,6 +170,11 @@ void XMLReader::characters(void* reader, const XML_Char* text, int length) {
 
 void XMLReader::entityDeclaration(void* reader, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
                                   const XML_Char*, const XML_Char*, const XML_Char*) {
+    static_cast<XMLReader*>(reader)->refuse();
+}
+
+void XMLReader::attributeDeclaration(void* reader, const XML_Char*, const XML_Char*, const XML_Char*,
+                                     const XML_Char*, int) {
     static_cast<XMLReader*>(reader)->refuse();
 }
 
