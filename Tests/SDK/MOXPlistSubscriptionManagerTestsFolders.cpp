@@ -116,7 +116,7 @@ TEST_F(FoldersOfThePlistStore, Renaming_to_the_equal_path_does_nothing_and_clear
 
 TEST_F(FoldersOfThePlistStore, Renaming_takes_no_monitor_for_equal_paths) {
     const auto store = open(sample());
-    const std::lock_guard held(store->monitorForTests());
+    const std::lock_guard held(OpenPlistStore::monitorOf(*store));
     std::thread([&store] { EXPECT_TRUE(store->renameFolderAtPath("u/Apps", "u/Apps")); }).join();
 }
 

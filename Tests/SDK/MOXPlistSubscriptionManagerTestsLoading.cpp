@@ -37,6 +37,46 @@ TEST_F(LoadingThePlistStore, A_first_run_makes_a_file_that_holds_the_chain_of_th
     EXPECT_EQ(saves(), 1U);
 }
 
+TEST_F(LoadingThePlistStore, The_file_is_laid_out_to_the_byte_as_the_platforms_property_lists_are) {
+    environment.userDirectories.home = "/u";
+    OpenPlistStore store;
+    EXPECT_EQ(bytesOfFile(plistPath()), R"(<?xml version="1.0" encoding="UTF-8"?>
+<!DOCTYPE plist PUBLIC "-//Apple//DTD PLIST 1.0//EN" "http://www.apple.com/DTDs/PropertyList-1.0.dtd">
+<plist version="1.0">
+<dict>
+	<key>Folders</key>
+	<dict>
+		<key>/</key>
+		<dict>
+			<key>Folders</key>
+			<dict>
+				<key>u</key>
+				<dict>
+					<key>Folders</key>
+					<dict>
+						<key>Applications</key>
+						<dict>
+							<key>Folders</key>
+							<dict/>
+							<key>Subscriptions</key>
+							<dict/>
+						</dict>
+					</dict>
+					<key>Subscriptions</key>
+					<dict/>
+				</dict>
+			</dict>
+			<key>Subscriptions</key>
+			<dict/>
+		</dict>
+	</dict>
+	<key>Subscriptions</key>
+	<dict/>
+</dict>
+</plist>
+)");
+}
+
 TEST_F(LoadingThePlistStore, The_file_is_in_the_first_of_several_library_directories) {
     environment.userDirectories.libraries.push_back(homePath("Second"));
     const OpenPlistStore store;
@@ -228,6 +268,17 @@ TEST_F(LoadingThePlistStore, When_the_handler_returns_a_bad_file_is_put_aside_be
     EXPECT_EQ(store.folders(), chain);
     EXPECT_EQ(treeOnDisk(), *store._subscriptionHierarchy->dictionary());
     EXPECT_EQ(namesIn(supportFolder()), (Paths{"Subscriptions.plist", "Subscriptions.plist.unreadable"}));
+}
+
+TEST_F(LoadingThePlistStore, When_the_handler_returns_a_file_that_cannot_be_read_is_put_aside_too) {
+    letAssertions(Then::Returns);
+    putTree(node({{"Kept", node()}}));
+    const std::string before = bytesOfFile(plistPath());
+    environment.fileSystem.failCall(FileSystemOperation::ContentsOfFile, 1, EACCES, FaultDuration::Once);
+    const OpenPlistStore store;
+    expectBadClassAssertion();
+    EXPECT_EQ(bytesOfFile(plistPath() + ".unreadable"), before);
+    EXPECT_EQ(store.folders(), chain);
 }
 
 TEST_F(LoadingThePlistStore, A_bad_file_put_aside_never_replaces_an_earlier_one) {

@@ -120,6 +120,32 @@ TEST_F(MalformedPlistStore, Subscribing_in_a_folder_without_subscriptions_succee
     }
 }
 
+TEST_F(MalformedPlistStore, Subscribing_below_a_folder_without_folders_asserts_and_stores_nothing) {
+    for (const Dictionary& tree : samples()) {
+        const auto store = open(tree);
+        letAssertions(Then::Throws);
+        EXPECT_THROW(store->subscribeToResource("Farm:Word", keywordsFor("Word", "top/bad/New")),
+                     InternalInconsistencyException);
+        ASSERT_EQ(assertions->failures().size(), 1U);
+        EXPECT_EQ(assertions->failures().back().line, 364);
+        EXPECT_TRUE(store->isMonitorFree());
+        EXPECT_EQ(store->root(), tree);
+        EXPECT_EQ(saves(), 0U);
+    }
+}
+
+TEST_F(MalformedPlistStore, When_the_handler_returns_a_subscribe_stores_in_the_deepest_folder_that_can) {
+    const auto store =
+        open(node({{"top", dictionaryOf({{"Subscriptions", dictionaryOf({{"One", entry()}})}})}}));
+    letAssertions(Then::Returns);
+    EXPECT_TRUE(store->subscribeToResource("Farm:Word", keywordsFor("Word", "top/New/More")));
+    ASSERT_EQ(assertions->failures().size(), 1U);
+    EXPECT_EQ(assertions->failures().back().line, 364);
+    EXPECT_EQ(store->subscriptionPaths(), (Paths{"top/One", "top/Word"}));
+    EXPECT_EQ(store->folders(), Paths{"top"});
+    EXPECT_EQ(saves(), 2U);
+}
+
 TEST_F(MalformedPlistStore, Look_up_and_removal_find_nothing_in_it) {
     for (const Dictionary& tree : samples()) {
         const auto store = open(tree);

@@ -2,9 +2,21 @@
 #include "SDK/PlistStore.hpp"
 
 #include <cerrno>
+#include <functional>
+#include <mutex>
+#include <thread>
 
 namespace mox::test {
 namespace {
+
+/// A log that asks a question at each message and keeps the answers.
+class AskingSystemLog : public SystemLog {
+public:
+    void log(std::string_view) override { answers.push_back(question()); }
+
+    std::function<bool()> question;
+    std::vector<bool> answers;
+};
 
 class SavingThePlistStore : public PlistStoreTest {
 protected:
@@ -196,6 +208,50 @@ TEST_F(SavingThePlistStore, Rebuilding_the_lists_does_not_save) {
     store->updateConvenienceArrays();
     EXPECT_EQ(store->folders().front(), "New");
     EXPECT_EQ(saves(), 0U);
+}
+
+TEST_F(SavingThePlistStore,
+       The_locked_operations_hold_the_monitor_until_the_end_of_the_save_and_no_others_do) {
+    AskingSystemLog log;
+    const Platform platform{environment.fileSystem, environment.userDirectories, environment.bundles, log,
+                            environment.assertionHandler};
+    const ScopedPlatform withThatLog(platform);
+    const auto store = open(sample());
+    // Each save fails, so that its end is seen in the log.
+    environment.systemCalls.dieAtChange(1);
+    log.question = [&store] { return store->isMonitorFree(); };
+    using Answers = std::vector<bool>;
+    const auto monitorIsFreeDuring = [&log](const auto& operation) {
+        log.answers.clear();
+        operation();
+        return log.answers;
+    };
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->createFolderAtPath("Top/New"); }), Answers{false});
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->renameFolderAtPath("Top/New", "Top/Old"); }), Answers{false});
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->removeFolderAtPath("Top/Old", false); }), Answers{false});
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->moveSubscriptionFrom("Top/One", "Top/1"); }), Answers{false});
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->removeAllSubscriptionsWithUniqueName("Farm:Word", "Store"); }),
+              Answers{false});
+    EXPECT_EQ(
+        monitorIsFreeDuring([&] { store->subscribeToResource("Farm:Word", keywordsFor("Word", "Top")); }),
+        (Answers{false, true}))
+        << "only the folder is made under it";
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->removeSubscriptionAtPath("Top/Word"); }), Answers{true});
+    EXPECT_EQ(monitorIsFreeDuring([&] { store->saveSubscriptions(); }), Answers{true});
+    EXPECT_TRUE(store->isMonitorFree());
+}
+
+TEST_F(SavingThePlistStore, Operations_that_take_no_lock_go_on_while_another_thread_holds_the_monitor) {
+    const auto store = open(sample());
+    const std::lock_guard held(OpenPlistStore::monitorOf(*store));
+    std::thread([&store] {
+        EXPECT_TRUE(store->isSubscriptionAtPath("Top/One"));
+        EXPECT_NE(store->subscriptionAtPath("Top/Two"), nullptr);
+        EXPECT_TRUE(store->removeSubscriptionAtPath("Top/One"));
+        EXPECT_FALSE(store->subscribeToResource("", keywordsFor("Word", "Top")));
+        store->updateSubscriptionsAtPathsStoreNameHandler({"Top/Two"}, {}, {}, {});
+    }).join();
+    EXPECT_EQ(store->numberOfSubscriptions(), 2U);
 }
 
 TEST_F(SavingThePlistStore, Every_operation_saves_exactly_as_often_as_it_must) {

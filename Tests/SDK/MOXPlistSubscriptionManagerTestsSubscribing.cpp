@@ -199,14 +199,12 @@ TEST_F(SubscribingInThePlistStore, An_entry_without_a_known_type_is_another_type
     EXPECT_TRUE(isFrameworkError(error, 2004));
 }
 
-TEST_F(SubscribingInThePlistStore, The_folders_made_for_a_subscription_that_failed_stay) {
-    const auto store = open(node({}, {}));
-    store->root().dictionary("Folders")->set("a", node({{"/", PropertyList("no folder")}}));
-    EXPECT_TRUE(store->subscribeToResource("Farm:Word", keywordsFor("Word", "a/b")));
-    MOXSubscribeKeywords keywords = keywordsFor("Word", "a/b");
-    keywords.ofType = MOXSubscriptionType::Desktop;
-    EXPECT_FALSE(store->subscribeToResource("Farm:Word", keywords));
-    EXPECT_NE(nodeAt(treeOnDisk(), {"a", "b"}), nullptr);
+TEST_F(SubscribingInThePlistStore, A_conflict_has_saved_the_store_and_keeps_the_folder) {
+    const auto store = open(node({{"a", node({{"b", node({}, {{"Word", entry({.type = "Desktop"})}})}})}}));
+    store->root().set("Unsaved", "until then");
+    EXPECT_FALSE(store->subscribeToResource("Farm:Word", keywordsFor("Word", "a/b")));
+    EXPECT_EQ(treeOnDisk(), store->root());
+    EXPECT_EQ(store->folders(), (Paths{"a", "a/b"}));
 }
 
 TEST_F(SubscribingInThePlistStore, Words_that_are_never_stored_leave_their_keys_out) {

@@ -2,6 +2,9 @@
 #include "SDK/PlistStore.hpp"
 #include "Support/SharedManagerAccess.hpp"
 
+#include <mutex>
+#include <thread>
+
 namespace mox::test {
 namespace {
 
@@ -140,7 +143,18 @@ TEST_F(PlistSubscription, Writing_succeeds_also_when_nothing_can_be_stored_or_sa
     EXPECT_EQ(logLines().size(), 1U);
 }
 
-TEST_F(PlistSubscription, Writing_takes_no_lock_and_replaces_without_looking_at_the_type) {
+TEST_F(PlistSubscription, Writing_and_looking_up_go_on_while_another_thread_holds_the_monitor) {
+    putTree(node({{"a", node()}}));
+    MOXSubscriptionManager::setSubscriptionModel(SubscriptionModel::Dictionary);
+    const auto manager = MOXSubscriptionManager::sharedManager();
+    const std::lock_guard held(OpenPlistStore::monitorOf(*manager));
+    std::thread([] {
+        EXPECT_TRUE(MOXPlistSubscription::subscription()->writeToFolder("a", "One"));
+        EXPECT_NE(MOXPlistSubscription::subscriptionWithPath("a/One"), nullptr);
+    }).join();
+}
+
+TEST_F(PlistSubscription, Writing_replaces_without_looking_at_the_type) {
     putTree(node({{"a", node({}, {{"One", entry({.type = "Desktop"})}})}}));
     MOXSubscriptionManager::setSubscriptionModel(SubscriptionModel::Dictionary);
     const auto record = MOXPlistSubscription::subscription();

@@ -39,7 +39,10 @@ public:
 
     Dictionary& root() { return *_subscriptionHierarchy->dictionary(); }
 
-    std::recursive_mutex& monitorForTests() const { return monitor(); }
+    /// The monitor of any manager.
+    static std::recursive_mutex& monitorOf(const MOXSubscriptionManager& manager) {
+        return (manager.*(&OpenPlistStore::monitor))();
+    }
     /// Whether another thread could take the monitor now.
     bool isMonitorFree() const;
 };

@@ -119,7 +119,8 @@ protected:
     /// A record with a copy of the entry; null when there is none.
     std::shared_ptr<MOXPlistSubscription> subscriptionInFolder(std::string_view fileName,
                                                                std::string_view folder);
-    /// Stores the record's dictionary representation; false when the node has no "Subscriptions".
+    /// Stores the record's dictionary representation, in place of any entry of that name; false when the node
+    /// has no "Subscriptions" or the record no launch alias.
     bool setSubscription(const MOXSubscription& subscription, std::string_view fileName,
                          std::string_view folder);
     /// Removes the entry; false when the node has no "Subscriptions", true also when the name was not in it.
