@@ -5,6 +5,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
@@ -317,6 +318,12 @@ void registerAll() {
 int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+    // A home that is in use has a store, and it would be written over.
+    const char* home = std::getenv("HOME");
+    if (home == nullptr || home[0] != '/' || ::access((std::string(home) + "/Library").c_str(), F_OK) == 0) {
+        std::fputs("HOME has to be a new folder, as script/bench makes one\n", stderr);
+        return 2;
+    }
     mox::registerAll();
     return benchmark::RunSpecifiedBenchmarks() == 0 ? 1 : 0;
 }
