@@ -81,6 +81,27 @@ TEST_F(WalkingThePlistStore, Without_a_tree_there_is_no_node) {
     EXPECT_EQ(store->parentDictionaryForPath("ab/x"), nullptr);
 }
 
+TEST_F(WalkingThePlistStore, Text_that_is_not_well_formed_leads_to_what_its_repaired_form_names) {
+    const std::string illFormed = "x\xFF";
+    const std::string repaired = "x\uFFFD";
+    const Dictionary tree =
+        node({{repaired,
+               node({{"In", node()}}, {{repaired, entry({.resource = repaired})}, {"y\uFFFD", entry()}})}});
+    const auto store = open(tree);
+    EXPECT_EQ(store->dictionaryForPath(illFormed), nodeAt(store->root(), {repaired}));
+    EXPECT_EQ(store->parentDictionaryForPath(illFormed + "/In"), nodeAt(store->root(), {repaired}));
+    EXPECT_TRUE(store->isSubscriptionAtPath(illFormed + "/y\xFF"));
+    EXPECT_NE(store->subscriptionInFolder("y\xFF", illFormed), nullptr);
+    EXPECT_TRUE(store->renameFolderAtPath(illFormed + "/In", repaired + "/In"));
+    EXPECT_EQ(saves(), 0U) << "the paths are equal";
+    EXPECT_TRUE(store->createFolderAtPath(illFormed));
+    EXPECT_EQ(store->root(), tree);
+    EXPECT_EQ(store->removeAllSubscriptionsWithUniqueName(illFormed, "Store"),
+              Paths{repaired + "/" + repaired});
+    EXPECT_TRUE(store->removeSubscriptionNamed("y\xFF", illFormed));
+    EXPECT_EQ(store->root(), node({{repaired, node({{"In", node()}})}}));
+}
+
 TEST_F(WalkingThePlistStore, A_record_of_an_entry_is_a_copy) {
     const auto store = open(node({{"a", node({}, {{"One", entry()}})}}));
     const auto record = store->subscriptionInFolder("One", "a");

@@ -41,11 +41,15 @@ TEST_F(RemovingAllFromThePlistStore, Both_names_are_compared_exactly) {
     }
 }
 
-TEST_F(RemovingAllFromThePlistStore, A_nil_name_equals_nothing_not_even_a_missing_one) {
+TEST_F(RemovingAllFromThePlistStore, A_nil_name_equals_nothing_not_even_a_missing_or_empty_one) {
     Dictionary nameless = entry();
     nameless.remove("Store Name");
     nameless.remove("Korvan Server Unique Application Name");
-    const auto store = open(node({}, {{"Nameless", nameless}, {"One", entry()}}));
+    const auto store = open(node({}, {{"Nameless", nameless},
+                                      {"Empty", entry({.resource = "", .store = ""})},
+                                      {"Farmless", entry({.resource = ""})},
+                                      {"Storeless", entry({.store = ""})},
+                                      {"One", entry()}}));
     EXPECT_EQ(store->removeAllSubscriptionsWithUniqueName(std::nullopt, std::nullopt), std::nullopt);
     EXPECT_EQ(store->removeAllSubscriptionsWithUniqueName("Farm:Word", std::nullopt), std::nullopt);
     EXPECT_EQ(store->removeAllSubscriptionsWithUniqueName(std::nullopt, "Store"), std::nullopt);

@@ -248,7 +248,6 @@ TEST_F(SavingThePlistStore, Operations_that_take_no_lock_go_on_while_another_thr
         EXPECT_TRUE(store->isSubscriptionAtPath("Top/One"));
         EXPECT_NE(store->subscriptionAtPath("Top/Two"), nullptr);
         EXPECT_TRUE(store->removeSubscriptionAtPath("Top/One"));
-        EXPECT_FALSE(store->subscribeToResource("", keywordsFor("Word", "Top")));
         store->updateSubscriptionsAtPathsStoreNameHandler({"Top/Two"}, {}, {}, {});
     }).join();
     EXPECT_EQ(store->numberOfSubscriptions(), 2U);
