@@ -213,8 +213,7 @@ TEST_F(SavingThePlistStore, Rebuilding_the_lists_does_not_save) {
 TEST_F(SavingThePlistStore,
        The_locked_operations_hold_the_monitor_until_the_end_of_the_save_and_no_others_do) {
     AskingSystemLog log;
-    const Platform platform{environment.fileSystem, environment.userDirectories, environment.bundles, log,
-                            environment.assertionHandler};
+    const Platform platform = environment.platformWith(log);
     const ScopedPlatform withThatLog(platform);
     const auto store = open(sample());
     // Each save fails, so that its end is seen in the log.

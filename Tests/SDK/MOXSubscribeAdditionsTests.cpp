@@ -60,8 +60,7 @@ public:
 class SubscribeError : public SDKTest {
 protected:
     FewBundles bundles;
-    const Platform platform{test.fileSystem, test.userDirectories, bundles, test.systemLog,
-                            test.assertionHandler};
+    const Platform platform = test.platformWith(bundles);
 };
 
 std::string textOf(const Error& error) {

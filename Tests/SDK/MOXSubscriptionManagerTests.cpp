@@ -619,8 +619,7 @@ using SharedManagerFunction = std::shared_ptr<MOXSubscriptionManager> (*)();
 class SharedManagerOnThreads : public SharedManager {
 protected:
     GatedUserDirectories directories;
-    const Platform platform{test.fileSystem, directories, test.bundles, test.systemLog,
-                            test.assertionHandler};
+    const Platform platform = test.platformWith(directories);
     ScopedPlatform gatedScope{platform};
 };
 
@@ -700,8 +699,7 @@ public:
 
 TEST_F(SharedManager, Passes_on_whatever_building_throws_and_leaves_every_lock) {
     NoUserDirectories directories;
-    const Platform platform{test.fileSystem, directories, test.bundles, test.systemLog,
-                            test.assertionHandler};
+    const Platform platform = test.platformWith(directories);
     choose(SubscriptionModel::ApplicationBundle);
     {
         const ScopedPlatform withoutHome(platform);

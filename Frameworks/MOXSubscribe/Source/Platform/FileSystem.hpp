@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace mox {
 
@@ -16,6 +17,20 @@ enum class ItemKind {
     Directory,    ///< A directory.
     Inaccessible, ///< Something may be there, but the system refuses to tell (no permission, an I/O error,
                   ///< links that lead to each other).
+};
+
+/// What an entry of a directory is, a symbolic link not followed.
+enum class EntryKind {
+    Directory,
+    SymbolicLink,
+    Other,   ///< Neither of the two, a regular file for instance.
+    Unknown, ///< The directory itself does not tell.
+};
+
+/// One entry of a directory.
+struct DirectoryEntry {
+    std::string name;
+    EntryKind kind;
 };
 
 /// Permission bits as in chmod(2).
@@ -61,11 +76,49 @@ public:
     virtual Result<void> createDirectoryWithIntermediates(const std::string& path,
                                                           FileMode newMode = 0777) = 0;
 
-    /// Moves what is at `source` to `destination` by a rename that never replaces anything: error 516, with
-    /// the destination's path, when something is there; all other errors bear the source's path. Links are
-    /// moved themselves. On failure both are as they were. Nothing is synchronised: after a power cut the
-    /// item is at one of the two.
+    /// Moves what is at `source` to `destination` without ever replacing anything: error 516, with the
+    /// destination's path, when something is there; all other errors bear the source's path. Links are moved
+    /// themselves. Within a file system this is one rename: on failure both are as they were, nothing is
+    /// synchronised, and after a power cut the item is at one of the two. Across file systems the item is
+    /// copied as `copyItem` does, then the source is removed; when only that removal fails, the result is its
+    /// error, the copy is whole and stays, and what could not be removed of the source stays.
     virtual Result<void> moveItem(const std::string& source, const std::string& destination) = 0;
+
+    /// The entries of the directory at `path` (links followed) without "." and "..", in the order in which
+    /// the system lists them. Nothing is changed.
+    virtual Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) = 0;
+
+    /// Removes what is at `path`, a directory with all in it. A link is removed itself, never what it leads
+    /// to, also when links are put in place meanwhile. Never crosses into another file system: a mount point
+    /// below `path` is a failure (EXDEV below 512). After a failure what could be removed before it is gone.
+    virtual Result<void> removeItem(const std::string& path) = 0;
+
+    /// Removes the directory at `path` if it is almost empty, bottom-up: directories in it that are almost
+    /// empty, symbolic links that lead to a directory (the links themselves), and whatever is named exactly
+    /// ".DS_Store", with all in it. Anything else stays, and is the failure (ENOTEMPTY below 512); what was
+    /// removed before it is gone.
+    virtual Result<void> removeAlmostEmptyDirectory(const std::string& path) = 0;
+
+    /// Copies what is at `source`, a directory with all in it, into `folder` under the new name `name`, and
+    /// gives the copy's path, `folder` joined with `name`. `name` must be one component (not empty, ".",
+    /// ".."; no "/" or NUL), else error 512 over EINVAL. Error 516 when something is there; nothing is ever
+    /// replaced. The copy is made under a hidden name in `folder`, on the disk before it is renamed: the
+    /// copy's path holds nothing or the whole copy at every instant, also after a crash. Permission bits are
+    /// kept but for set-user-ID, set-group-ID and sticky; links are copied as links. What is neither file,
+    /// directory nor link is a failure. After a failure nothing is left in `folder`.
+    virtual Result<std::string> copyItem(const std::string& source, const std::string& folder,
+                                         const std::string& name) = 0;
+
+    /// Makes sure that moving the item at `source` to `destination` can be one rename. When they are in one
+    /// file system that is so already, and the result is `source`. Otherwise the item is copied, as
+    /// `copyItem` does, under a hidden name into the folder of `destination`, and the result is the copy's
+    /// path; the source stays. Errors bear the source's path. The caller removes a copy that it does not
+    /// move.
+    virtual Result<std::string> stageForMove(const std::string& source, const std::string& destination) = 0;
+
+    /// Makes a new, empty directory that only its owner can enter, at `pathTemplate` with the six "X" at its
+    /// end replaced so that the path is new, and gives its path. No missing folder is made.
+    virtual Result<std::string> createTemporaryDirectory(const std::string& pathTemplate) = 0;
 };
 
 } // namespace mox

@@ -2,9 +2,16 @@
 
 #include "Platform/Bundles.hpp"
 #include "Platform/CurrentAssertionHandler.hpp"
+#include "Platform/FileReferences.hpp"
 #include "Platform/FileSystem.hpp"
+#include "Platform/FolderEvents.hpp"
+#include "Platform/LaunchRegistration.hpp"
+#include "Platform/NotificationCenter.hpp"
+#include "Platform/RunLoop.hpp"
 #include "Platform/SystemLog.hpp"
+#include "Platform/SystemVersion.hpp"
 #include "Platform/UserDirectories.hpp"
+#include "Platform/Workspace.hpp"
 
 namespace mox {
 
@@ -15,6 +22,13 @@ struct Platform {
     Bundles& bundles;
     SystemLog& systemLog;
     CurrentAssertionHandler& assertionHandler;
+    Workspace& workspace;
+    FileReferences& fileReferences;
+    LaunchRegistration& launchRegistration;
+    FolderEvents& folderEvents;
+    RunLoops& runLoops;
+    NotificationCenter& notificationCenter;
+    SystemVersion& systemVersion;
 };
 
 /// The platform in force: the one that was put in place with `setCurrentPlatform`, else the operating

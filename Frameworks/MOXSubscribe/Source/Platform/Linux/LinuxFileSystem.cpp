@@ -304,4 +304,29 @@ Result<void> LinuxFileSystem::moveItem(const std::string& source, const std::str
     return writeError(error == EEXIST ? destination : source, error);
 }
 
+Result<std::vector<DirectoryEntry>> LinuxFileSystem::contentsOfDirectory(const std::string& path) {
+    return readError(path, ENOSYS);
+}
+
+Result<void> LinuxFileSystem::removeItem(const std::string& path) {
+    return writeError(path, ENOSYS);
+}
+
+Result<void> LinuxFileSystem::removeAlmostEmptyDirectory(const std::string& path) {
+    return writeError(path, ENOSYS);
+}
+
+Result<std::string> LinuxFileSystem::copyItem(const std::string& source, const std::string&,
+                                              const std::string&) {
+    return writeError(source, ENOSYS);
+}
+
+Result<std::string> LinuxFileSystem::stageForMove(const std::string& source, const std::string&) {
+    return writeError(source, ENOSYS);
+}
+
+Result<std::string> LinuxFileSystem::createTemporaryDirectory(const std::string& pathTemplate) {
+    return writeError(pathTemplate, ENOSYS);
+}
+
 } // namespace mox

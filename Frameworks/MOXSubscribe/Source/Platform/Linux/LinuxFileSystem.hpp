@@ -23,6 +23,13 @@ public:
     Result<void> writeFileInPlace(const std::string& path, ByteView content) override;
     Result<void> createDirectoryWithIntermediates(const std::string& path, FileMode newMode) override;
     Result<void> moveItem(const std::string& source, const std::string& destination) override;
+    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) override;
+    Result<void> removeItem(const std::string& path) override;
+    Result<void> removeAlmostEmptyDirectory(const std::string& path) override;
+    Result<std::string> copyItem(const std::string& source, const std::string& folder,
+                                 const std::string& name) override;
+    Result<std::string> stageForMove(const std::string& source, const std::string& destination) override;
+    Result<std::string> createTemporaryDirectory(const std::string& pathTemplate) override;
 
 private:
     SystemCalls& _system;

@@ -3,9 +3,15 @@
 #endif
 
 #include "Platform/Linux/LinuxBundles.hpp"
+#include "Platform/Linux/LinuxFileReferences.hpp"
 #include "Platform/Linux/LinuxFileSystem.hpp"
+#include "Platform/Linux/LinuxFolderEvents.hpp"
+#include "Platform/Linux/LinuxLaunchRegistration.hpp"
+#include "Platform/Linux/LinuxRunLoop.hpp"
 #include "Platform/Linux/LinuxSystemLog.hpp"
+#include "Platform/Linux/LinuxSystemVersion.hpp"
 #include "Platform/Linux/LinuxUserDirectories.hpp"
+#include "Platform/Linux/LinuxWorkspace.hpp"
 #include "Platform/Platform.hpp"
 
 namespace mox {
@@ -18,7 +24,16 @@ struct Services {
     LinuxBundles bundles{fileSystem, surroundingsOfThisProcess()};
     LinuxSystemLog systemLog;
     CurrentAssertionHandler assertionHandler;
-    Platform platform{fileSystem, userDirectories, bundles, systemLog, assertionHandler};
+    LinuxWorkspace workspace{systemCalls, {userDataFolder(userDirectories.homeDirectory())}};
+    LinuxFileReferences fileReferences{systemCalls};
+    LinuxLaunchRegistration launchRegistration{{userDataFolder(userDirectories.homeDirectory())}};
+    LinuxFolderEvents folderEvents;
+    LinuxRunLoops runLoops;
+    NotificationCenter notificationCenter;
+    LinuxSystemVersion systemVersion;
+    Platform platform{
+        fileSystem,     userDirectories,    bundles,      systemLog, assertionHandler,   workspace,
+        fileReferences, launchRegistration, folderEvents, runLoops,  notificationCenter, systemVersion};
 };
 
 } // namespace

@@ -80,4 +80,38 @@ Result<void> ForwardingFileSystem::moveItem(const std::string& source, const std
     return _target.moveItem(source, destination);
 }
 
+Result<std::vector<DirectoryEntry>> ForwardingFileSystem::contentsOfDirectory(const std::string& path) {
+    if (const auto error = faultFor(FileSystemOperation::ContentsOfDirectory)) return readError(path, *error);
+    return _target.contentsOfDirectory(path);
+}
+
+Result<void> ForwardingFileSystem::removeItem(const std::string& path) {
+    if (const auto error = faultFor(FileSystemOperation::RemoveItem)) return writeError(path, *error);
+    return _target.removeItem(path);
+}
+
+Result<void> ForwardingFileSystem::removeAlmostEmptyDirectory(const std::string& path) {
+    if (const auto error = faultFor(FileSystemOperation::RemoveAlmostEmptyDirectory))
+        return writeError(path, *error);
+    return _target.removeAlmostEmptyDirectory(path);
+}
+
+Result<std::string> ForwardingFileSystem::copyItem(const std::string& source, const std::string& folder,
+                                                   const std::string& name) {
+    if (const auto error = faultFor(FileSystemOperation::CopyItem)) return writeError(source, *error);
+    return _target.copyItem(source, folder, name);
+}
+
+Result<std::string> ForwardingFileSystem::stageForMove(const std::string& source,
+                                                       const std::string& destination) {
+    if (const auto error = faultFor(FileSystemOperation::StageForMove)) return writeError(source, *error);
+    return _target.stageForMove(source, destination);
+}
+
+Result<std::string> ForwardingFileSystem::createTemporaryDirectory(const std::string& pathTemplate) {
+    if (const auto error = faultFor(FileSystemOperation::CreateTemporaryDirectory))
+        return writeError(pathTemplate, *error);
+    return _target.createTemporaryDirectory(pathTemplate);
+}
+
 } // namespace mox::test

@@ -17,6 +17,12 @@ enum class FileSystemOperation {
     WriteFileInPlace,
     CreateDirectory,
     MoveItem,
+    ContentsOfDirectory,
+    RemoveItem,
+    RemoveAlmostEmptyDirectory,
+    CopyItem,
+    StageForMove,
+    CreateTemporaryDirectory,
 };
 
 /// Whether a fault passes or stays.
@@ -55,6 +61,13 @@ public:
     Result<void> writeFileInPlace(const std::string& path, ByteView content) override;
     Result<void> createDirectoryWithIntermediates(const std::string& path, FileMode newMode) override;
     Result<void> moveItem(const std::string& source, const std::string& destination) override;
+    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) override;
+    Result<void> removeItem(const std::string& path) override;
+    Result<void> removeAlmostEmptyDirectory(const std::string& path) override;
+    Result<std::string> copyItem(const std::string& source, const std::string& folder,
+                                 const std::string& name) override;
+    Result<std::string> stageForMove(const std::string& source, const std::string& destination) override;
+    Result<std::string> createTemporaryDirectory(const std::string& pathTemplate) override;
 
 private:
     struct Fault {

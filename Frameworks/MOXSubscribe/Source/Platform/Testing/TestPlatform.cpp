@@ -33,7 +33,13 @@ TestPlatform::TestPlatform(const Options& options)
     , fileSystem(_disk)
     , userDirectories(userDirectoriesIn(chosenFolder(options, _ownFolder)))
     , bundles(_diskOfBundles, surroundingsIn(chosenFolder(options, _ownFolder), options.languages))
-    , platform{fileSystem, userDirectories, bundles, systemLog, assertionHandler} {
+    , _workspace(systemCalls, {userDirectories.home + "/.local/share"})
+    , _fileReferences(systemCalls)
+    , workspace(_workspace)
+    , fileReferences(_fileReferences)
+    , platform{
+          fileSystem,     userDirectories,    bundles,      systemLog, assertionHandler,   workspace,
+          fileReferences, launchRegistration, folderEvents, runLoops,  notificationCenter, systemVersion} {
     // Made as the framework would make it, so that whoever keeps book of the disk learns of it and finds it
     // safe.
     const Result<void> made = _disk.createDirectoryWithIntermediates(userDirectories.home, 0777);
@@ -44,6 +50,33 @@ TestPlatform::TestPlatform(const Options& options)
 std::string TestPlatform::homePath(std::string_view relativePath) const {
     if (relativePath.empty()) return userDirectories.home;
     return std::string(userDirectories.home).append("/").append(relativePath);
+}
+
+Platform TestPlatform::platformWith(UserDirectories& replacement) const {
+    return platformOf(replacement, platform.bundles, platform.systemLog);
+}
+
+Platform TestPlatform::platformWith(Bundles& replacement) const {
+    return platformOf(platform.userDirectories, replacement, platform.systemLog);
+}
+
+Platform TestPlatform::platformWith(SystemLog& replacement) const {
+    return platformOf(platform.userDirectories, platform.bundles, replacement);
+}
+
+Platform TestPlatform::platformOf(UserDirectories& directories, Bundles& bundleLookup, SystemLog& log) const {
+    return {platform.fileSystem,
+            directories,
+            bundleLookup,
+            log,
+            platform.assertionHandler,
+            platform.workspace,
+            platform.fileReferences,
+            platform.launchRegistration,
+            platform.folderEvents,
+            platform.runLoops,
+            platform.notificationCenter,
+            platform.systemVersion};
 }
 
 } // namespace mox::test

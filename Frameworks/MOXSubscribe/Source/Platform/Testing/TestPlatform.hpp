@@ -1,12 +1,20 @@
 #pragma once
 
 #include "Platform/Linux/LinuxBundles.hpp"
+#include "Platform/Linux/LinuxFileReferences.hpp"
 #include "Platform/Linux/LinuxFileSystem.hpp"
+#include "Platform/Linux/LinuxWorkspace.hpp"
 #include "Platform/Platform.hpp"
 #include "Platform/Testing/FaultySystemCalls.hpp"
+#include "Platform/Testing/FixedSystemVersion.hpp"
 #include "Platform/Testing/FixedUserDirectories.hpp"
+#include "Platform/Testing/ForwardingFileReferences.hpp"
 #include "Platform/Testing/ForwardingFileSystem.hpp"
+#include "Platform/Testing/ForwardingWorkspace.hpp"
+#include "Platform/Testing/RecordingLaunchRegistration.hpp"
 #include "Platform/Testing/RecordingSystemLog.hpp"
+#include "Platform/Testing/SteppedFolderEvents.hpp"
+#include "Platform/Testing/SteppedRunLoops.hpp"
 #include "Support/ScratchFolder.hpp"
 
 #include <string>
@@ -42,7 +50,14 @@ public:
     /// The path of `relativePath` in the home folder; of that itself when it is empty.
     std::string homePath(std::string_view relativePath = {}) const;
 
+    /// The services with one of them replaced; it and this object must outlive the platform.
+    Platform platformWith(UserDirectories& replacement) const;
+    Platform platformWith(Bundles& replacement) const;
+    Platform platformWith(SystemLog& replacement) const;
+
 private:
+    Platform platformOf(UserDirectories& directories, Bundles& bundleLookup, SystemLog& log) const;
+
     // Members stand in the order in which they need each other.
     ScratchFolder _ownFolder;
     SystemCalls _ownSystemCalls;
@@ -64,6 +79,20 @@ public:
     LinuxBundles bundles;
     RecordingSystemLog systemLog;
     CurrentAssertionHandler assertionHandler;
+
+private:
+    LinuxWorkspace _workspace;
+    LinuxFileReferences _fileReferences;
+
+public:
+    /// The real workspace, whose home Trash is ".local/share/Trash" in the home folder.
+    ForwardingWorkspace workspace;
+    ForwardingFileReferences fileReferences;
+    RecordingLaunchRegistration launchRegistration;
+    SteppedFolderEvents folderEvents;
+    SteppedRunLoops runLoops;
+    NotificationCenter notificationCenter;
+    FixedSystemVersion systemVersion;
 
     /// The services as one.
     const Platform platform;

@@ -1,0 +1,7 @@
+#include "Platform/RunLoop.hpp"
+
+namespace mox {
+
+RunLoop::~RunLoop() = default;
+
+} // namespace mox
