@@ -230,7 +230,8 @@ ErrorNumber makeDirectories(SystemCalls& system, const std::string& path, mode_t
 ErrorNumber moveWithoutReplacing(SystemCalls& system, const std::string& source,
                                  const std::string& destination) {
     if (holdsNul(source) || holdsNul(destination)) return EINVAL;
-    if (system.renameat2(source.c_str(), destination.c_str(), RENAME_NOREPLACE) == 0) return 0;
+    if (system.renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0)
+        return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
     // The file system has no such rename: the next best is to look first.
     struct ::stat status;

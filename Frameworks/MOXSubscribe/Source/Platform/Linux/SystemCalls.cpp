@@ -1,6 +1,7 @@
 #include "Platform/Linux/SystemCalls.hpp"
 
 #include <cstdio>
+#include <dirent.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -10,6 +11,10 @@ SystemCalls::~SystemCalls() = default;
 
 int SystemCalls::open(const char* path, int flags, mode_t mode) {
     return ::open(path, flags, mode);
+}
+
+int SystemCalls::openat(int folder, const char* path, int flags, mode_t mode) {
+    return ::openat(folder, path, flags, mode);
 }
 
 int SystemCalls::close(int descriptor) {
@@ -56,8 +61,37 @@ int SystemCalls::rename(const char* source, const char* destination) {
     return ::rename(source, destination);
 }
 
-int SystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
-    return ::renameat2(AT_FDCWD, source, AT_FDCWD, destination, flags);
+int SystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,
+                           const char* destination, unsigned flags) {
+    return ::renameat2(sourceFolder, source, destinationFolder, destination, flags);
+}
+
+ssize_t SystemCalls::getdents64(int descriptor, void* buffer, std::size_t size) {
+    return ::getdents64(descriptor, buffer, size);
+}
+
+int SystemCalls::fstatat(int folder, const char* path, struct ::stat* status, int flags) {
+    return ::fstatat(folder, path, status, flags);
+}
+
+int SystemCalls::statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) {
+    return ::statx(folder, path, flags, mask, status);
+}
+
+ssize_t SystemCalls::readlinkat(int folder, const char* path, char* buffer, std::size_t size) {
+    return ::readlinkat(folder, path, buffer, size);
+}
+
+int SystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
+    return ::mkdirat(folder, path, mode);
+}
+
+int SystemCalls::symlinkat(const char* target, int folder, const char* path) {
+    return ::symlinkat(target, folder, path);
+}
+
+int SystemCalls::unlinkat(int folder, const char* path, int flags) {
+    return ::unlinkat(folder, path, flags);
 }
 
 int SystemCalls::getentropy(void* buffer, std::size_t size) {

@@ -22,6 +22,7 @@ public:
 
     /// `mode` counts only when the call makes a file.
     virtual int open(const char* path, int flags, mode_t mode);
+    virtual int openat(int folder, const char* path, int flags, mode_t mode);
     virtual int close(int descriptor);
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t write(int descriptor, const void* bytes, std::size_t size);
@@ -34,8 +35,15 @@ public:
     virtual int unlink(const char* path);
     virtual int rename(const char* source, const char* destination);
 
-    /// As the call with `AT_FDCWD` for both folders.
-    virtual int renameat2(const char* source, const char* destination, unsigned flags);
+    virtual int renameat2(int sourceFolder, const char* source, int destinationFolder,
+                          const char* destination, unsigned flags);
+    virtual ssize_t getdents64(int descriptor, void* buffer, std::size_t size);
+    virtual int fstatat(int folder, const char* path, struct ::stat* status, int flags);
+    virtual int statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status);
+    virtual ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size);
+    virtual int mkdirat(int folder, const char* path, mode_t mode);
+    virtual int symlinkat(const char* target, int folder, const char* path);
+    virtual int unlinkat(int folder, const char* path, int flags);
 
     /// Fills `buffer` with bytes that nobody can guess.
     virtual int getentropy(void* buffer, std::size_t size);

@@ -8,8 +8,21 @@ namespace mox::test {
 namespace {
 
 bool mayBeInterrupted(SystemCall call) {
-    return call == SystemCall::Open || call == SystemCall::Read || call == SystemCall::Write ||
-           call == SystemCall::Fsync;
+    switch (call) {
+    case SystemCall::Open:
+    case SystemCall::Openat:
+    case SystemCall::Read:
+    case SystemCall::Write:
+    case SystemCall::Fsync:
+    case SystemCall::Getdents64:
+        return true;
+    default:
+        return false;
+    }
+}
+
+bool opensToChange(int flags) {
+    return (flags & O_ACCMODE) != O_RDONLY;
 }
 
 } // namespace
@@ -85,9 +98,13 @@ std::size_t FaultySystemCalls::limited(std::size_t size) const {
 }
 
 int FaultySystemCalls::open(const char* path, int flags, mode_t mode) {
-    const bool isForWriting = (flags & O_ACCMODE) != O_RDONLY;
-    if (refuses(SystemCall::Open, isForWriting ? Effect::Changes : Effect::Looks)) return -1;
+    if (refuses(SystemCall::Open, opensToChange(flags) ? Effect::Changes : Effect::Looks)) return -1;
     return ForwardingSystemCalls::open(path, flags, mode);
+}
+
+int FaultySystemCalls::openat(int folder, const char* path, int flags, mode_t mode) {
+    if (refuses(SystemCall::Openat, opensToChange(flags) ? Effect::Changes : Effect::Looks)) return -1;
+    return ForwardingSystemCalls::openat(folder, path, flags, mode);
 }
 
 int FaultySystemCalls::close(int descriptor) {
@@ -143,9 +160,45 @@ int FaultySystemCalls::rename(const char* source, const char* destination) {
                                                         : ForwardingSystemCalls::rename(source, destination);
 }
 
-int FaultySystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
+int FaultySystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,
+                                 const char* destination, unsigned flags) {
     if (refuses(SystemCall::Renameat2, Effect::Changes)) return -1;
-    return ForwardingSystemCalls::renameat2(source, destination, flags);
+    return ForwardingSystemCalls::renameat2(sourceFolder, source, destinationFolder, destination, flags);
+}
+
+ssize_t FaultySystemCalls::getdents64(int descriptor, void* buffer, std::size_t size) {
+    if (refuses(SystemCall::Getdents64, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::getdents64(descriptor, buffer, size);
+}
+
+int FaultySystemCalls::fstatat(int folder, const char* path, struct ::stat* status, int flags) {
+    if (refuses(SystemCall::Fstatat, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::fstatat(folder, path, status, flags);
+}
+
+int FaultySystemCalls::statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) {
+    if (refuses(SystemCall::Statx, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::statx(folder, path, flags, mask, status);
+}
+
+ssize_t FaultySystemCalls::readlinkat(int folder, const char* path, char* buffer, std::size_t size) {
+    if (refuses(SystemCall::Readlinkat, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::readlinkat(folder, path, buffer, size);
+}
+
+int FaultySystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
+    if (refuses(SystemCall::Mkdirat, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::mkdirat(folder, path, mode);
+}
+
+int FaultySystemCalls::symlinkat(const char* target, int folder, const char* path) {
+    if (refuses(SystemCall::Symlinkat, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::symlinkat(target, folder, path);
+}
+
+int FaultySystemCalls::unlinkat(int folder, const char* path, int flags) {
+    if (refuses(SystemCall::Unlinkat, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::unlinkat(folder, path, flags);
 }
 
 int FaultySystemCalls::getentropy(void* buffer, std::size_t size) {

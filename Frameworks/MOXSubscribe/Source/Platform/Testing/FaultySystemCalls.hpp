@@ -24,6 +24,14 @@ enum class SystemCall {
     Unlink,
     Rename,
     Renameat2,
+    Openat,
+    Getdents64,
+    Fstatat,
+    Statx,
+    Readlinkat,
+    Mkdirat,
+    Symlinkat,
+    Unlinkat,
     Getentropy,
 };
 
@@ -41,15 +49,15 @@ public:
 
     /// Lets nothing reach the disk any more from the `number`-th call (from now, 1 is the next one) on that
     /// would change it, as if the process had died there: all of these calls fail with EIO. What they had
-    /// changed before stays. Opening to write or make a file, write, fsync, fchmod, mkdir, unlink and the
-    /// renames count.
+    /// changed before stays. Opening to write or make a file, write, fsync, fchmod, and what makes, removes
+    /// or renames an item count.
     void dieAtChange(std::size_t number);
 
     /// Sets no fault any more.
     void stopFailing();
 
-    /// Lets every first try of open, read, write and fsync fail with EINTR: the same call succeeds when it is
-    /// made again at once.
+    /// Lets every first try of open, openat, read, write, fsync and getdents64 fail with EINTR: the same call
+    /// succeeds when it is made again at once.
     void interruptFirstTries();
 
     /// Lets no read or write transfer more than `size` bytes.
@@ -65,6 +73,7 @@ public:
     void resetCalls();
 
     int open(const char* path, int flags, mode_t mode) override;
+    int openat(int folder, const char* path, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
@@ -76,7 +85,15 @@ public:
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
-    int renameat2(const char* source, const char* destination, unsigned flags) override;
+    int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
+                  unsigned flags) override;
+    ssize_t getdents64(int descriptor, void* buffer, std::size_t size) override;
+    int fstatat(int folder, const char* path, struct ::stat* status, int flags) override;
+    int statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) override;
+    ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size) override;
+    int mkdirat(int folder, const char* path, mode_t mode) override;
+    int symlinkat(const char* target, int folder, const char* path) override;
+    int unlinkat(int folder, const char* path, int flags) override;
     int getentropy(void* buffer, std::size_t size) override;
 
 private:

@@ -6,6 +6,10 @@ int ForwardingSystemCalls::open(const char* path, int flags, mode_t mode) {
     return _target.open(path, flags, mode);
 }
 
+int ForwardingSystemCalls::openat(int folder, const char* path, int flags, mode_t mode) {
+    return _target.openat(folder, path, flags, mode);
+}
+
 int ForwardingSystemCalls::close(int descriptor) {
     return _target.close(descriptor);
 }
@@ -50,8 +54,38 @@ int ForwardingSystemCalls::rename(const char* source, const char* destination) {
     return _target.rename(source, destination);
 }
 
-int ForwardingSystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
-    return _target.renameat2(source, destination, flags);
+int ForwardingSystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,
+                                     const char* destination, unsigned flags) {
+    return _target.renameat2(sourceFolder, source, destinationFolder, destination, flags);
+}
+
+ssize_t ForwardingSystemCalls::getdents64(int descriptor, void* buffer, std::size_t size) {
+    return _target.getdents64(descriptor, buffer, size);
+}
+
+int ForwardingSystemCalls::fstatat(int folder, const char* path, struct ::stat* status, int flags) {
+    return _target.fstatat(folder, path, status, flags);
+}
+
+int ForwardingSystemCalls::statx(int folder, const char* path, int flags, unsigned mask,
+                                 struct ::statx* status) {
+    return _target.statx(folder, path, flags, mask, status);
+}
+
+ssize_t ForwardingSystemCalls::readlinkat(int folder, const char* path, char* buffer, std::size_t size) {
+    return _target.readlinkat(folder, path, buffer, size);
+}
+
+int ForwardingSystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
+    return _target.mkdirat(folder, path, mode);
+}
+
+int ForwardingSystemCalls::symlinkat(const char* target, int folder, const char* path) {
+    return _target.symlinkat(target, folder, path);
+}
+
+int ForwardingSystemCalls::unlinkat(int folder, const char* path, int flags) {
+    return _target.unlinkat(folder, path, flags);
 }
 
 int ForwardingSystemCalls::getentropy(void* buffer, std::size_t size) {

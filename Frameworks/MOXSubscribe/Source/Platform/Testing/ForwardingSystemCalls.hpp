@@ -11,6 +11,7 @@ public:
     explicit ForwardingSystemCalls(SystemCalls& target) : _target(target) {}
 
     int open(const char* path, int flags, mode_t mode) override;
+    int openat(int folder, const char* path, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
@@ -22,7 +23,15 @@ public:
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
-    int renameat2(const char* source, const char* destination, unsigned flags) override;
+    int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
+                  unsigned flags) override;
+    ssize_t getdents64(int descriptor, void* buffer, std::size_t size) override;
+    int fstatat(int folder, const char* path, struct ::stat* status, int flags) override;
+    int statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) override;
+    ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size) override;
+    int mkdirat(int folder, const char* path, mode_t mode) override;
+    int symlinkat(const char* target, int folder, const char* path) override;
+    int unlinkat(int folder, const char* path, int flags) override;
     int getentropy(void* buffer, std::size_t size) override;
 
 private:

@@ -97,11 +97,44 @@ void PowerLossSystemCalls::note(Change change) {
     _changes.push_back(std::move(change));
 }
 
-void PowerLossSystemCalls::noteMove(const char* source, const char* destination) {
-    const std::lock_guard lock(_mutex);
+void PowerLossSystemCalls::noteMove(const std::string& source, const std::string& destination) {
     const auto item = _current.find(source);
     if (item == _current.end()) return;
     note({.source = source, .destination = destination, .item = item->second, .folders = {}});
+    for (auto& [descriptor, openItem] : _openItems) {
+        const std::string& path = openItem.path;
+        if (path == source || path.starts_with(source + "/"))
+            openItem.path = destination + path.substr(source.size());
+    }
+}
+
+void PowerLossSystemCalls::noteNewFolder(const std::string& path) {
+    if (!isInside(path)) return;
+    note({.source = std::nullopt, .destination = path, .item = nullptr, .folders = {}});
+}
+
+void PowerLossSystemCalls::noteRemoval(const std::string& path) {
+    if (!_current.contains(path)) return;
+    note({.source = path, .destination = std::nullopt, .item = nullptr, .folders = {}});
+}
+
+void PowerLossSystemCalls::noteOpening(int descriptor, const std::string& path, int flags) {
+    if (path == _folder) _openItems[descriptor] = {_folder, nullptr, 0};
+    if (!isInside(path)) return;
+    if ((flags & O_CREAT) != 0 && !_current.contains(path)) {
+        note({.source = std::nullopt, .destination = path, .item = std::make_shared<File>(), .folders = {}});
+    }
+    const std::shared_ptr<File> file = _current.contains(path) ? _current[path] : nullptr;
+    if (file && (flags & O_TRUNC) != 0) file->current.clear();
+    _openItems[descriptor] = {path, file, 0};
+}
+
+/// The path that the system takes `path` in the folder of a descriptor for; "" when that is not in the book.
+std::string PowerLossSystemCalls::pathOf(int folder, const char* path) const {
+    if (folder == AT_FDCWD || *path == '/') return path;
+    const auto item = _openItems.find(folder);
+    if (item == _openItems.end()) return {};
+    return std::string_view(path) == ".." ? parentOf(item->second.path) : item->second.path + "/" + path;
 }
 
 PowerLossSystemCalls::State PowerLossSystemCalls::stateOf(const Tree& tree, Survival survival) {
@@ -191,16 +224,15 @@ void PowerLossSystemCalls::restart(const State& state) {
 
 int PowerLossSystemCalls::open(const char* path, int flags, mode_t mode) {
     const int descriptor = ForwardingSystemCalls::open(path, flags, mode);
-    if (descriptor < 0) return descriptor;
     const std::lock_guard lock(_mutex);
-    if (path == _folder) _openItems[descriptor] = {_folder, nullptr, 0};
-    if (!isInside(path)) return descriptor;
-    if ((flags & O_CREAT) != 0 && !_current.contains(path)) {
-        note({.source = std::nullopt, .destination = path, .item = std::make_shared<File>(), .folders = {}});
-    }
-    const std::shared_ptr<File> file = _current.contains(path) ? _current[path] : nullptr;
-    if (file && (flags & O_TRUNC) != 0) file->current.clear();
-    _openItems[descriptor] = {path, file, 0};
+    if (descriptor >= 0) noteOpening(descriptor, path, flags);
+    return descriptor;
+}
+
+int PowerLossSystemCalls::openat(int folder, const char* path, int flags, mode_t mode) {
+    const int descriptor = ForwardingSystemCalls::openat(folder, path, flags, mode);
+    const std::lock_guard lock(_mutex);
+    if (descriptor >= 0) noteOpening(descriptor, pathOf(folder, path), flags);
     return descriptor;
 }
 
@@ -249,30 +281,44 @@ int PowerLossSystemCalls::fsync(int descriptor) {
 int PowerLossSystemCalls::mkdir(const char* path, mode_t mode) {
     const int result = ForwardingSystemCalls::mkdir(path, mode);
     const std::lock_guard lock(_mutex);
-    if (result == 0 && isInside(path)) {
-        note({.source = std::nullopt, .destination = path, .item = nullptr, .folders = {}});
-    }
+    if (result == 0) noteNewFolder(path);
+    return result;
+}
+
+int PowerLossSystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
+    const int result = ForwardingSystemCalls::mkdirat(folder, path, mode);
+    const std::lock_guard lock(_mutex);
+    if (result == 0) noteNewFolder(pathOf(folder, path));
     return result;
 }
 
 int PowerLossSystemCalls::unlink(const char* path) {
     const int result = ForwardingSystemCalls::unlink(path);
     const std::lock_guard lock(_mutex);
-    if (result == 0 && _current.contains(path)) {
-        note({.source = path, .destination = std::nullopt, .item = nullptr, .folders = {}});
-    }
+    if (result == 0) noteRemoval(path);
+    return result;
+}
+
+int PowerLossSystemCalls::unlinkat(int folder, const char* path, int flags) {
+    const int result = ForwardingSystemCalls::unlinkat(folder, path, flags);
+    const std::lock_guard lock(_mutex);
+    if (result == 0) noteRemoval(pathOf(folder, path));
     return result;
 }
 
 int PowerLossSystemCalls::rename(const char* source, const char* destination) {
     const int result = ForwardingSystemCalls::rename(source, destination);
+    const std::lock_guard lock(_mutex);
     if (result == 0) noteMove(source, destination);
     return result;
 }
 
-int PowerLossSystemCalls::renameat2(const char* source, const char* destination, unsigned flags) {
-    const int result = ForwardingSystemCalls::renameat2(source, destination, flags);
-    if (result == 0) noteMove(source, destination);
+int PowerLossSystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,
+                                    const char* destination, unsigned flags) {
+    const int result =
+        ForwardingSystemCalls::renameat2(sourceFolder, source, destinationFolder, destination, flags);
+    const std::lock_guard lock(_mutex);
+    if (result == 0) noteMove(pathOf(sourceFolder, source), pathOf(destinationFolder, destination));
     return result;
 }
 

@@ -41,13 +41,17 @@ public:
     void restart(const State& state);
 
     int open(const char* path, int flags, mode_t mode) override;
+    int openat(int folder, const char* path, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     int fsync(int descriptor) override;
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
-    int renameat2(const char* source, const char* destination, unsigned flags) override;
+    int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
+                  unsigned flags) override;
+    int mkdirat(int folder, const char* path, mode_t mode) override;
+    int unlinkat(int folder, const char* path, int flags) override;
 
 private:
     struct File {
@@ -78,9 +82,13 @@ private:
     static void apply(const Change& change, Tree& tree);
     static State stateOf(const Tree& tree, Survival survival);
     bool isInside(const std::string& path) const;
+    std::string pathOf(int folder, const char* path) const;
+    void noteOpening(int descriptor, const std::string& path, int flags);
+    void noteNewFolder(const std::string& path);
+    void noteRemoval(const std::string& path);
     void readFolder(const std::string& folder);
     void note(Change change);
-    void noteMove(const char* source, const char* destination);
+    void noteMove(const std::string& source, const std::string& destination);
 
     const std::string _folder;
     mutable std::mutex _mutex;
