@@ -1,3 +1,4 @@
+#include "Formats/ICNSCoding.hpp"
 #include "Formats/ImageCoding.hpp"
 #include "Formats/StringsFile.hpp"
 #include "SDK/MOXSubscribeAdditions.hpp"
@@ -234,7 +235,7 @@ Image::Representation square(std::uint32_t side, std::uint8_t value) {
     return rectangle(side, side, value);
 }
 
-TEST(ImageData, Is_an_image_when_it_is_a_PNG_or_TIFF_file) {
+TEST(ImageData, Is_an_image_when_it_is_a_PNG_TIFF_or_ICNS_file) {
     const Image::Representation representation = square(3, 255);
     const auto fromPNG = imageWithData(*pngFromRepresentation(representation));
     ASSERT_TRUE(fromPNG);
@@ -242,11 +243,16 @@ TEST(ImageData, Is_an_image_when_it_is_a_PNG_or_TIFF_file) {
     const auto fromTIFF = imageWithData(*tiffFromRepresentation(representation));
     ASSERT_TRUE(fromTIFF);
     EXPECT_EQ(fromTIFF->representations.front().pixels, representation.pixels);
+    const Image::Representation icon = square(16, 255);
+    const auto fromICNS = imageWithData(*icnsWithRepresentations({icon}));
+    ASSERT_TRUE(fromICNS);
+    EXPECT_EQ(fromICNS->representations.front().pixels, icon.pixels);
 }
 
 TEST(ImageData, Is_nil_for_anything_else) {
     EXPECT_EQ(imageWithData(""), std::nullopt);
     EXPECT_EQ(imageWithData("GIF89a"), std::nullopt);
+    EXPECT_EQ(imageWithData(std::string_view("icns\0\0\0\x08", 8)), std::nullopt);
 }
 
 TEST(PNGDataOfImage, Is_the_largest_representation) {

@@ -12,7 +12,7 @@ class IconFolder {
 public:
     explicit IconFolder(std::string path) : _path(std::move(path)) {}
 
-    /// The picture with the most pixels among the PNG and TIFF files of `urls` that lie directly in the
+    /// The picture with the most pixels among the PNG, TIFF and ICNS files of `urls` that lie directly in the
     /// folder; nil when there is none. Files that are no such picture are passed over. Nothing outside the
     /// folder is opened.
     std::optional<Image> largestIcon(const std::vector<std::string>& urls) const;

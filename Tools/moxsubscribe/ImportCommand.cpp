@@ -179,7 +179,7 @@ void addImportCommand(CLI::App& program, const CommandChosen& chosen) {
     CLI::App* command = program.add_subcommand("import", "Subscribe everything that a workspace feed lists");
     command->footer(R"(FEED is a ResourceCollection document, schemas 1.1 to 2.1. Nothing is fetched:
 --url is the address it came from, which makes relative addresses in it whole,
-and --icons a folder with its icons, as PNG or TIFF files under their own names.
+and --icons a folder with its icons, as PNG, TIFF or ICNS files under their own names.
 
 One bad resource does not stop the rest: it is skipped, with the reason. The exit
 status is 0 when the feed could be read and the store saved, unless the feed lists

@@ -33,7 +33,7 @@ struct SubscribeOptions {
 
 Image iconInFile(const std::string& path) {
     std::optional<Image> icon = imageWithData(bytesOfFile(path, maximumIconLength));
-    if (!icon) throw Failure("icon", path, "not a PNG or TIFF picture");
+    if (!icon) throw Failure("icon", path, "not a PNG, TIFF or ICNS picture");
     return std::move(*icon);
 }
 
@@ -117,7 +117,8 @@ Example:
                   "The kind of gateway (default: none)");
     addWordOption(*command, "--auth", options->authentication, authenticationWords(),
                   "How the gateway authenticates (default: none)");
-    command->add_option("--icon", options->iconFile, "A PNG or TIFF file with its icon")->type_name("FILE");
+    command->add_option("--icon", options->iconFile, "A PNG, TIFF or ICNS file with its icon")
+        ->type_name("FILE");
     command->add_option("--description", options->description, "A text about it")->type_name("TEXT");
     command->add_option("--launch-url", options->launchURL, "The address that starts it")->type_name("URL");
     command->add_option("--publisher", options->publisher, "Who publishes it")->type_name("NAME");

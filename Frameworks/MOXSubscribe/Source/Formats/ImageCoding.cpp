@@ -1,5 +1,6 @@
 #include "Formats/ImageCoding.hpp"
 
+#include "Formats/ICNSCoding.hpp"
 #include "Formats/ImageDecoding.hpp"
 
 #include <cmath>
@@ -18,6 +19,10 @@ bool isPNG(ByteView bytes) {
 
 bool isTIFF(ByteView bytes) {
     return bytes.starts_with(ByteView("II*\0", 4)) || bytes.starts_with(ByteView("MM\0*", 4));
+}
+
+bool isICNS(ByteView bytes) {
+    return bytes.starts_with("icns");
 }
 
 } // namespace
@@ -68,6 +73,7 @@ std::vector<Image::Representation> representationsFromBytes(ByteView bytes, std:
 }
 
 std::optional<Image> imageFromBytes(ByteView bytes) {
+    if (isICNS(bytes)) return imageFromICNS(bytes);
     DecodingBudget budget;
     Image image;
     image.representations = representationsFromBytes(bytes, std::numeric_limits<std::size_t>::max(), budget);

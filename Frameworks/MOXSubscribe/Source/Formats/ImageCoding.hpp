@@ -7,12 +7,13 @@
 
 namespace mox {
 
-/// The image in `bytes`, a PNG or a TIFF file of one or more pictures, told apart by their first bytes. The
-/// pixels become 8-bit RGBA, not premultiplied; a resolution in the file makes the size in points (72 to the
-/// inch), without one a pixel is a point; the first picture's size is the image's. Of a file with very many
-/// pictures or pixels the first pictures are taken: 64 at most, and as many pixels as one picture of the
-/// longest sides has. Nil when the bytes hold no such image, are damaged, are compressed in another way than
-/// by LZW, PackBits or Deflate, or a side is longer than `maximumImageSide`.
+/// The image in `bytes`, a PNG file, a TIFF file of one or more pictures, or an icon file (ICNS), told apart
+/// by their first bytes. The pixels become 8-bit RGBA, not premultiplied; a resolution in the file makes the
+/// size in points (72 to the inch), without one a pixel is a point; the first picture's size is the image's.
+/// Of a file with very many pictures or pixels the first pictures are taken: 64 at most, and as many pixels
+/// as one picture of the longest sides has. Nil when the bytes hold no such image, are damaged, are
+/// compressed in another way than by LZW, PackBits or Deflate, or a side is longer than `maximumImageSide`;
+/// of an icon file `imageFromICNS` says what is left out instead.
 std::optional<Image> imageFromBytes(ByteView bytes);
 
 /// One representation as a PNG file: the one it was decoded from when it has one, else encoded anew. Nil when

@@ -69,8 +69,8 @@ moxSubscribeErrorWithKey(std::string_view key, Error::Code code,
 /// Whether `text` is nil or has no characters. A blank is a character. Any thread may call.
 MOX_EXPORT bool isNilOrEmpty(const std::optional<std::string_view>& text);
 
-/// The image in the bytes of a PNG or TIFF file, as a client passes it on as an icon; nil when they hold
-/// none. Sides are at most `maximumImageSide` pixels. Any thread may call.
+/// The image in the bytes of a PNG, TIFF or ICNS file, as a client passes it on as an icon; nil when they
+/// hold none. Sides are at most `maximumImageSide` pixels. Any thread may call.
 MOX_EXPORT std::optional<Image> imageWithData(ByteView bytes);
 
 /// The image as a PNG file of its largest representation; nil when there is none. Any thread may call.
