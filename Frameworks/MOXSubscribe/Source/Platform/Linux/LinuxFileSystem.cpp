@@ -1,110 +1,23 @@
 #include "Platform/Linux/LinuxFileSystem.hpp"
 
 #include "Platform/FileSystemErrors.hpp"
+#include "Platform/Linux/FileOperations.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstdio>
 #include <fcntl.h>
 #include <limits>
-#include <utility>
 #include <vector>
 
 namespace mox {
 namespace {
 
-/// An errno value; 0 is success.
-using ErrorNumber = int;
-
-constexpr mode_t permissionBits = 0777;
-
-/// Makes a call again for as long as a signal interrupts it.
-template<typename Call>
-auto uninterrupted(Call call) {
-    auto result = call();
-    while (result < 0 && errno == EINTR)
-        result = call();
-    return result;
-}
-
-ErrorNumber errorNumberOf(int result) {
-    return result < 0 ? errno : 0;
-}
-
-/// A file descriptor that is closed at the end.
-class Descriptor {
-public:
-    Descriptor(SystemCalls& system, const std::string& path, int flags, mode_t mode = 0)
-        : _system(system)
-        , _number(uninterrupted([&] { return system.open(path.c_str(), flags | O_CLOEXEC, mode); }))
-        , _openError(errorNumberOf(_number)) {}
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    ~Descriptor() { close(); }
-
-    int number() const { return _number; }
-
-    /// Why it could not be opened.
-    ErrorNumber openError() const { return _openError; }
-
-    /// Closes it now, to learn of an error that a file system reports as late as that.
-    ErrorNumber close() {
-        if (_number < 0) return 0;
-        const ErrorNumber error = errorNumberOf(_system.close(std::exchange(_number, -1)));
-        // An interrupted close has closed all the same, and must not be repeated.
-        return error == EINTR ? 0 : error;
-    }
-
-private:
-    SystemCalls& _system;
-    int _number;
-    ErrorNumber _openError;
-};
-
-/// Whether the system can be given `path`, which it would take as ending at the first NUL.
-bool holdsNul(const std::string& path) {
-    return path.find('\0') != path.npos;
-}
-
-/// The folder that holds what `path` names, for the system: never empty, and "." and ".." are left to it.
-std::string folderOf(const std::string& path) {
-    const std::size_t separator = path.rfind('/');
-    if (separator == path.npos) return ".";
-    return separator == 0 ? "/" : path.substr(0, separator);
-}
-
-/// `path` without the "/" at its end, but for "/" alone.
-std::string withoutTrailingSeparators(std::string path) {
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
-    return path;
-}
-
 /// What an item that is no regular file is refused with: reading a pipe or a device could block for ever.
 ErrorNumber refusalOfKind(const struct ::stat& status) {
     if (S_ISREG(status.st_mode)) return 0;
     return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-}
-
-ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content) {
-    while (!content.empty()) {
-        const ssize_t written =
-            uninterrupted([&] { return system.write(descriptor, content.data(), content.size()); });
-        if (written < 0) return errno;
-        content.remove_prefix(static_cast<std::size_t>(written));
-    }
-    return 0;
-}
-
-ErrorNumber synchronize(SystemCalls& system, int descriptor) {
-    return errorNumberOf(uninterrupted([&] { return system.fsync(descriptor); }));
-}
-
-ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
-    const ErrorNumber error = synchronize(system, folder.number());
-    return error == EINVAL ? 0 : error;
 }
 
 /// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
@@ -154,21 +67,6 @@ ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::
     return 0;
 }
 
-/// Makes the file `path`, which must not exist yet, with `content`, on the disk before it returns. Without
-/// `mode` the umask decides. What was made is left to the caller in case of failure too.
-ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
-                         std::optional<FileMode> mode, bool& isMade) {
-    // With a mode to be set later, nobody else may look in the meantime.
-    const mode_t modeUntilThen = mode ? 0600 : 0666;
-    Descriptor file(system, path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, modeUntilThen);
-    if (file.openError() != 0) return file.openError();
-    isMade = true;
-    if (const ErrorNumber error = writeAll(system, file.number(), content)) return error;
-    if (mode && system.fchmod(file.number(), static_cast<mode_t>(*mode)) < 0) return errno;
-    if (const ErrorNumber error = synchronize(system, file.number())) return error;
-    return file.close();
-}
-
 ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView content,
                         std::optional<FileMode> newFileMode) {
     if (holdsNul(path)) return EINVAL;
@@ -188,56 +86,6 @@ ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView c
     if (error == 0) return synchronizeFolder(system, folder);
     if (isMade) system.unlink(temporaryPath.c_str());
     return error;
-}
-
-/// Whether there is a directory at `path`; 0, or why not. What is there but no directory is EEXIST.
-ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
-    struct ::stat status;
-    if (system.stat(path.c_str(), &status) < 0) return errno == ENOTDIR ? EEXIST : errno;
-    return S_ISDIR(status.st_mode) ? 0 : EEXIST;
-}
-
-/// Makes one directory and sees to it that it is still named in its parent after a crash.
-ErrorNumber makeDirectory(SystemCalls& system, const std::string& path, mode_t mode) {
-    if (system.mkdir(path.c_str(), mode) < 0) {
-        if (errno != EEXIST) return errno;
-        // Somebody else was faster, or a link that leads nowhere is in the way.
-        return checkDirectory(system, path) == 0 ? 0 : EEXIST;
-    }
-    const Descriptor parent(system, folderOf(path), O_RDONLY | O_DIRECTORY);
-    return parent.openError() != 0 ? parent.openError() : synchronizeFolder(system, parent);
-}
-
-ErrorNumber makeDirectories(SystemCalls& system, const std::string& path, mode_t mode) {
-    if (holdsNul(path)) return EINVAL;
-    if (path.empty()) return ENOENT;
-    std::vector<std::string> missing;
-    for (std::string folder = withoutTrailingSeparators(path);;
-         folder = withoutTrailingSeparators(folderOf(folder))) {
-        const ErrorNumber error = checkDirectory(system, folder);
-        if (error == 0) break;
-        if (error != ENOENT || folder == ".") return error;
-        missing.push_back(folder);
-    }
-    while (!missing.empty()) {
-        const mode_t modeHere = missing.size() == 1 ? mode : permissionBits;
-        if (const ErrorNumber error = makeDirectory(system, missing.back(), modeHere)) return error;
-        missing.pop_back();
-    }
-    return 0;
-}
-
-ErrorNumber moveWithoutReplacing(SystemCalls& system, const std::string& source,
-                                 const std::string& destination) {
-    if (holdsNul(source) || holdsNul(destination)) return EINVAL;
-    if (system.renameat2(AT_FDCWD, source.c_str(), AT_FDCWD, destination.c_str(), RENAME_NOREPLACE) == 0)
-        return 0;
-    if (errno != EINVAL && errno != ENOSYS) return errno;
-    // The file system has no such rename: the next best is to look first.
-    struct ::stat status;
-    if (system.lstat(destination.c_str(), &status) == 0) return EEXIST;
-    if (errno != ENOENT) return errno;
-    return errorNumberOf(system.rename(source.c_str(), destination.c_str()));
 }
 
 } // namespace

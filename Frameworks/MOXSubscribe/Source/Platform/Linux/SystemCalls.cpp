@@ -33,6 +33,10 @@ int SystemCalls::fsync(int descriptor) {
     return ::fsync(descriptor);
 }
 
+int SystemCalls::syncfs(int descriptor) {
+    return ::syncfs(descriptor);
+}
+
 int SystemCalls::fchmod(int descriptor, mode_t mode) {
     return ::fchmod(descriptor, mode);
 }
@@ -59,6 +63,11 @@ int SystemCalls::unlink(const char* path) {
 
 int SystemCalls::rename(const char* source, const char* destination) {
     return ::rename(source, destination);
+}
+
+int SystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
+                          const char* destination) {
+    return ::renameat(sourceFolder, source, destinationFolder, destination);
 }
 
 int SystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,

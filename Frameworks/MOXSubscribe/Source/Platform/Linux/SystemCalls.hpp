@@ -27,6 +27,7 @@ public:
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t write(int descriptor, const void* bytes, std::size_t size);
     virtual int fsync(int descriptor);
+    virtual int syncfs(int descriptor);
     virtual int fchmod(int descriptor, mode_t mode);
     virtual int fstat(int descriptor, struct ::stat* status);
     virtual int stat(const char* path, struct ::stat* status);
@@ -35,6 +36,8 @@ public:
     virtual int unlink(const char* path);
     virtual int rename(const char* source, const char* destination);
 
+    virtual int renameat(int sourceFolder, const char* source, int destinationFolder,
+                         const char* destination);
     virtual int renameat2(int sourceFolder, const char* source, int destinationFolder,
                           const char* destination, unsigned flags);
     virtual ssize_t getdents64(int descriptor, void* buffer, std::size_t size);

@@ -130,6 +130,10 @@ int FaultySystemCalls::fsync(int descriptor) {
     return refuses(SystemCall::Fsync, Effect::Changes) ? -1 : ForwardingSystemCalls::fsync(descriptor);
 }
 
+int FaultySystemCalls::syncfs(int descriptor) {
+    return refuses(SystemCall::Syncfs, Effect::Changes) ? -1 : ForwardingSystemCalls::syncfs(descriptor);
+}
+
 int FaultySystemCalls::fchmod(int descriptor, mode_t mode) {
     return refuses(SystemCall::Fchmod, Effect::Changes) ? -1
                                                         : ForwardingSystemCalls::fchmod(descriptor, mode);
@@ -158,6 +162,12 @@ int FaultySystemCalls::unlink(const char* path) {
 int FaultySystemCalls::rename(const char* source, const char* destination) {
     return refuses(SystemCall::Rename, Effect::Changes) ? -1
                                                         : ForwardingSystemCalls::rename(source, destination);
+}
+
+int FaultySystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
+                                const char* destination) {
+    if (refuses(SystemCall::Renameat, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::renameat(sourceFolder, source, destinationFolder, destination);
 }
 
 int FaultySystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,

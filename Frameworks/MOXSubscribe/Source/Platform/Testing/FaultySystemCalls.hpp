@@ -16,6 +16,7 @@ enum class SystemCall {
     Read,
     Write,
     Fsync,
+    Syncfs,
     Fchmod,
     Fstat,
     Stat,
@@ -23,6 +24,7 @@ enum class SystemCall {
     Mkdir,
     Unlink,
     Rename,
+    Renameat,
     Renameat2,
     Openat,
     Getdents64,
@@ -49,8 +51,8 @@ public:
 
     /// Lets nothing reach the disk any more from the `number`-th call (from now, 1 is the next one) on that
     /// would change it, as if the process had died there: all of these calls fail with EIO. What they had
-    /// changed before stays. Opening to write or make a file, write, fsync, fchmod, and what makes, removes
-    /// or renames an item count.
+    /// changed before stays. Opening to write or make a file, write, fsync, syncfs, fchmod, and what makes,
+    /// removes or renames an item count.
     void dieAtChange(std::size_t number);
 
     /// Sets no fault any more.
@@ -78,6 +80,7 @@ public:
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     int fsync(int descriptor) override;
+    int syncfs(int descriptor) override;
     int fchmod(int descriptor, mode_t mode) override;
     int fstat(int descriptor, struct ::stat* status) override;
     int stat(const char* path, struct ::stat* status) override;
@@ -85,6 +88,8 @@ public:
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
+    int renameat(int sourceFolder, const char* source, int destinationFolder,
+                 const char* destination) override;
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
                   unsigned flags) override;
     ssize_t getdents64(int descriptor, void* buffer, std::size_t size) override;

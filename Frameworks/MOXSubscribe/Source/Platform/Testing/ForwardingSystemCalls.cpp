@@ -26,6 +26,10 @@ int ForwardingSystemCalls::fsync(int descriptor) {
     return _target.fsync(descriptor);
 }
 
+int ForwardingSystemCalls::syncfs(int descriptor) {
+    return _target.syncfs(descriptor);
+}
+
 int ForwardingSystemCalls::fchmod(int descriptor, mode_t mode) {
     return _target.fchmod(descriptor, mode);
 }
@@ -52,6 +56,11 @@ int ForwardingSystemCalls::unlink(const char* path) {
 
 int ForwardingSystemCalls::rename(const char* source, const char* destination) {
     return _target.rename(source, destination);
+}
+
+int ForwardingSystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
+                                    const char* destination) {
+    return _target.renameat(sourceFolder, source, destinationFolder, destination);
 }
 
 int ForwardingSystemCalls::renameat2(int sourceFolder, const char* source, int destinationFolder,

@@ -16,6 +16,7 @@ public:
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     int fsync(int descriptor) override;
+    int syncfs(int descriptor) override;
     int fchmod(int descriptor, mode_t mode) override;
     int fstat(int descriptor, struct ::stat* status) override;
     int stat(const char* path, struct ::stat* status) override;
@@ -23,6 +24,8 @@ public:
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
+    int renameat(int sourceFolder, const char* source, int destinationFolder,
+                 const char* destination) override;
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
                   unsigned flags) override;
     ssize_t getdents64(int descriptor, void* buffer, std::size_t size) override;

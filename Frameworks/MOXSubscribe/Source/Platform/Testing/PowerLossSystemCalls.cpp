@@ -278,6 +278,18 @@ int PowerLossSystemCalls::fsync(int descriptor) {
     return result;
 }
 
+int PowerLossSystemCalls::syncfs(int descriptor) {
+    const int result = ForwardingSystemCalls::syncfs(descriptor);
+    if (result < 0) return result;
+    const std::lock_guard lock(_mutex);
+    for (const auto& [path, file] : _current) {
+        if (file) file->safe = file->current;
+    }
+    _safe = _current;
+    _changes.clear();
+    return result;
+}
+
 int PowerLossSystemCalls::mkdir(const char* path, mode_t mode) {
     const int result = ForwardingSystemCalls::mkdir(path, mode);
     const std::lock_guard lock(_mutex);
@@ -310,6 +322,14 @@ int PowerLossSystemCalls::rename(const char* source, const char* destination) {
     const int result = ForwardingSystemCalls::rename(source, destination);
     const std::lock_guard lock(_mutex);
     if (result == 0) noteMove(source, destination);
+    return result;
+}
+
+int PowerLossSystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
+                                   const char* destination) {
+    const int result = ForwardingSystemCalls::renameat(sourceFolder, source, destinationFolder, destination);
+    const std::lock_guard lock(_mutex);
+    if (result == 0) noteMove(pathOf(sourceFolder, source), pathOf(destinationFolder, destination));
     return result;
 }
 

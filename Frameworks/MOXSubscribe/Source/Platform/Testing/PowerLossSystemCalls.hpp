@@ -19,10 +19,10 @@ namespace mox::test {
 ///
 /// The disk that is assumed here promises no more than the system calls do: a file's content is safe after
 /// fsync of the file; a name that was made, moved or removed is so after fsync of the folder, or both
-/// folders, that it is in; of what is not safe any part may survive, in any order, but each rename as a
-/// whole. Modes are not looked at. Calls that fail count for nothing, so that put over `FaultySystemCalls`
-/// that die, the states are those of a cut at that call. Any thread may use it; two threads that change one
-/// item do so at their own risk.
+/// folders, that it is in, and everything after syncfs; of what is not safe any part may survive, in any
+/// order, but each rename as a whole. Modes are not looked at. Calls that fail count for nothing, so that put
+/// over `FaultySystemCalls` that die, the states are those of a cut at that call. Any thread may use it; two
+/// threads that change one item do so at their own risk.
 class PowerLossSystemCalls : public ForwardingSystemCalls {
 public:
     /// What is in a folder, by its path in there: a file's content, nil for a folder.
@@ -45,9 +45,12 @@ public:
     int close(int descriptor) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     int fsync(int descriptor) override;
+    int syncfs(int descriptor) override;
     int mkdir(const char* path, mode_t mode) override;
     int unlink(const char* path) override;
     int rename(const char* source, const char* destination) override;
+    int renameat(int sourceFolder, const char* source, int destinationFolder,
+                 const char* destination) override;
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
                   unsigned flags) override;
     int mkdirat(int folder, const char* path, mode_t mode) override;
