@@ -23,15 +23,16 @@ public:
     RunLoop& operator=(const RunLoop&) = delete;
     virtual ~RunLoop();
 
-    /// Runs in `mode` until `stop` is called. Only on the loop's own thread.
+    /// Runs in `mode` until `stop` is called. Only on the loop's own thread; on another it returns at once.
     virtual void run(std::string_view mode = defaultRunLoopMode) = 0;
 
     /// Handles what is due in `mode`, after waiting for it at most `timeout` (nil: for ever); whether
-    /// anything was handled. Only on the loop's own thread.
+    /// anything was handled. Only on the loop's own thread; on another it does nothing.
     virtual bool runOnce(std::string_view mode = defaultRunLoopMode,
                          std::optional<std::chrono::milliseconds> timeout = std::nullopt) = 0;
 
-    /// Lets `run` return, now or when it is next called. Any thread may call.
+    /// Lets `run`, or a `runOnce` that waits, return: now, or the next of them when none is under way. One
+    /// that has something to handle handles it first. Any thread may call.
     virtual void stop() = 0;
 
     /// A descriptor that another loop can poll: it is readable as long as something is due in the default
@@ -45,7 +46,8 @@ class RunLoops {
 public:
     virtual ~RunLoops() = default;
 
-    /// The run loop of the calling thread; it lives as long as the thread or its last reference.
+    /// The run loop of the calling thread; it lives as long as the thread or its last reference. Once the
+    /// thread has ended, it handles nothing any more. Null when the system has no room for one.
     virtual std::shared_ptr<RunLoop> currentRunLoop() = 0;
 };
 

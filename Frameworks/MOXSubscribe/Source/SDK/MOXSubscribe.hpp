@@ -4,8 +4,10 @@
 
 #include "SDK/MOXFileSubscriptionManager.hpp"
 #include "SDK/MOXLaunchAlias.hpp"
+#include "SDK/MOXNotifications.hpp"
 #include "SDK/MOXPlistSubscription.hpp"
 #include "SDK/MOXPlistSubscriptionManager.hpp"
+#include "SDK/MOXRunLoop.hpp"
 #include "SDK/MOXSubscribeAdditions.hpp"
 #include "SDK/MOXSubscription.hpp"
 #include "SDK/MOXSubscriptionManager.hpp"
