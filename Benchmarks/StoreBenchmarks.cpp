@@ -294,7 +294,7 @@ void registerAll() {
             for (int round = 0; round < rounds(size); ++round) {
                 for (const Subject& subject : subjects) {
                     const std::string name = std::string(subject.operation) + "/" + subject.name + "/" +
-                                             std::to_string(entries) + "/" + std::to_string(iconBytes);
+                                             std::to_string(entries) + "/" + std::to_string(iconBytes / 1024);
                     const std::int64_t iterations =
                         std::clamp<std::int64_t>(10'000'000 / (entries * (iconBytes + 500)), 1, 10);
                     const auto run = [subject, size](benchmark::State& state) {
@@ -324,6 +324,7 @@ int main(int argc, char** argv) {
         std::fputs("HOME has to be a new folder, as script/bench makes one\n", stderr);
         return 2;
     }
+    benchmark::AddCustomContext("columns", "entries,icon (KiB)");
     mox::registerAll();
     return benchmark::RunSpecifiedBenchmarks() == 0 ? 1 : 0;
 }

@@ -1,35 +1,62 @@
-"""Prints the table of the medians in a result file of the store's benchmarks.
+"""Prints the table of the medians in a result file of a benchmark program.
 
 usage: table.py RESULTS.json
+
+A measurement is named OPERATION/SUBJECT/PARAMETER...; the program gives the parameters' column titles in its context
+"columns", with commas between them. Rows and subjects stand in the order in which they were first measured. A counter
+"bytes" says how much was read or written; where a subject's differs from ours, the ratio says so too.
 """
-import collections
 import json
 import statistics
 import sys
 
 with open(sys.argv[1], encoding="utf-8") as file:
-    results = json.load(file)["benchmarks"]
+    document = json.load(file)
+results = document["benchmarks"]
 failures = [result["name"] for result in results if result.get("error_occurred")]
 if failures or not results:
     sys.exit("no table: " + (", ".join(sorted(set(failures))) or "nothing was measured") + " failed")
 
-times = collections.defaultdict(lambda: collections.defaultdict(list))
+columns = [title for title in document["context"].get("columns", "").split(",") if title]
+milliseconds = {"ns": 1e-6, "us": 1e-3, "ms": 1, "s": 1e3}
+times = {}
 sizes = {}
+subjects = []
 for result in results:
-    operation, subject, entries, icon = result["name"].split("/")[:4]
-    row = (int(entries), int(icon), operation)
-    times[row][subject].append(result["real_time"])
-    sizes[row] = result["bytes"]
+    operation, subject, *parameters = result["name"].split("/")
+    row = (*parameters[:len(columns)], operation)
+    duration = result["real_time"] * milliseconds[result["time_unit"]]
+    times.setdefault(row, {}).setdefault(subject, []).append(duration)
+    sizes[row, subject] = result.get("bytes", 0)
+    if subject not in subjects:
+        subjects.append(subject)
+peers = [subject for subject in subjects if subject != "ours"]
 
-print("| entries | icon, KiB | file, MB | operation | runs | ours, ms | libplist, ms | pugixml, ms | floor, ms "
-      "| ours ÷ libplist | ours ÷ pugixml | ours ÷ floor |")
-print("|--:|--:|--:|---|--:|--:|--:|--:|--:|--:|--:|--:|")
-order = ["load", "save", "change"]
-for row in sorted(times, key=lambda row: (row[0], row[1], order.index(row[2]))):
-    entries, icon, operation = row
-    median = {subject: statistics.median(values) for subject, values in times[row].items()}
-    peers = [median["libplist"], median["pugixml"], median["floor"]]
-    cells = [f"{entries:,}", f"{icon // 1024}", f"{sizes[row] / 1e6:,.1f}", operation, str(len(times[row]["ours"]))]
-    cells += [f"{value:,.2f}" for value in [median["ours"], *peers]]
-    cells += [f"{median['ours'] / value:.2f}" for value in peers]
+
+def number(text):
+    return f"{int(text):,}" if text.isdigit() else text
+
+
+def measured(value):
+    return f"{value:,.2f}" if value >= 1 else f"{value:.2g}" if value < 0.1 else f"{value:.2f}"
+
+
+def ratio(row, medians, peer):
+    if peer not in medians or "ours" not in medians:
+        return "–"
+    text = f"{medians['ours'] / medians[peer]:.2f}"
+    ours, theirs = sizes[row, "ours"], sizes[row, peer]
+    return text if ours == theirs or not theirs else f"{text} at {ours / theirs:.2f} bytes"
+
+
+titles = [*columns, "operation", "MB", "runs", *(f"{subject}, ms" for subject in subjects),
+          *(f"ours ÷ {peer}" for peer in peers)]
+print("| " + " | ".join(titles) + " |")
+print("|" + "--:|" * len(columns) + "---|" + "--:|" * (len(titles) - len(columns) - 1))
+for row, measurements in times.items():
+    medians = {subject: statistics.median(values) for subject, values in measurements.items()}
+    cells = [number(parameter) for parameter in row[:-1]] + [row[-1]]
+    cells += [f"{sizes.get((row, 'ours'), 0) / 1e6:,.1f}", str(min(map(len, measurements.values())))]
+    cells += [measured(medians[subject]) if subject in medians else "–" for subject in subjects]
+    cells += [ratio(row, medians, peer) for peer in peers]
     print("| " + " | ".join(cells) + " |")
