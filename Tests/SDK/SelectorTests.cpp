@@ -41,6 +41,17 @@ public:
     using MOXPlistSubscriptionManager::updateConvenienceArrays;
 };
 
+class BundleRecord : public MOXFileSubscription {
+public:
+    using MOXFileSubscription::bitmapRepsForImage;
+    using MOXFileSubscription::subscriptionBundleIDPrefix;
+    using MOXFileSubscription::templateIconName;
+    using MOXFileSubscription::templatePathWithName;
+    using MOXFileSubscription::updateFileTypesForInfoPlist;
+    using MOXFileSubscription::updateFileTypesForInfoPlistStringsAtPath;
+    using MOXFileSubscription::updateInfoPlistForSubscriptionAtPath;
+};
+
 /// An operation: its selector's full name, its C++ name, and the constant of its full name when it logs or
 /// asserts.
 struct Operation {
@@ -342,11 +353,54 @@ constexpr auto operationsTable = std::to_array<Operation>({
     member<&MOXPlistSubscription::icon>("-[MOXPlistSubscription icon]"),
     member<&MOXPlistSubscription::setIcon>("-[MOXPlistSubscription setIcon:]"),
     member<&MOXPlistSubscription::writeToFolder>("-[MOXPlistSubscription writeToFolder:withName:error:]"),
+    member<&MOXFileSubscription::subscription>("+[MOXFileSubscription subscription]"),
+    member<&MOXFileSubscription::subscriptionWithDictionary>(
+        "+[MOXFileSubscription subscriptionWithDictionary:]"),
+    member<&MOXFileSubscription::subscriptionWithFileName>(
+        "+[MOXFileSubscription "
+        "subscriptionWithFileName:resourceName:type:storeName:internalStoreURL:externalStoreURL:norvikType:"
+        "norvikAuthType:]"),
+    member<&MOXFileSubscription::subscriptionWithPath>("+[MOXFileSubscription subscriptionWithPath:error:]"),
+    member<&MOXFileSubscription::subscriptionWithPath>("-[MOXFileSubscription initWithPath:error:]"),
+    ended<MOXFileSubscription>("-[MOXFileSubscription dealloc]", "MOXFileSubscription::~MOXFileSubscription"),
+    member<&MOXFileSubscription::path>("-[MOXFileSubscription path]"),
+    member<&MOXFileSubscription::setPath>("-[MOXFileSubscription setPath:]"),
+    member<&MOXFileSubscription::fileName>("-[MOXFileSubscription fileName]"),
+    member<&MOXFileSubscription::setFileName>("-[MOXFileSubscription setFileName:]"),
+    member<&MOXFileSubscription::fileTypes>("-[MOXFileSubscription fileTypes]"),
+    member<&MOXFileSubscription::setFileTypes>("-[MOXFileSubscription setFileTypes:]"),
+    member<&MOXFileSubscription::icon>("-[MOXFileSubscription icon]"),
+    member<&MOXFileSubscription::setIcon>("-[MOXFileSubscription setIcon:]"),
+    member<&MOXFileSubscription::loadFileTypes>("-[MOXFileSubscription loadFileTypes]"),
+    member<&MOXFileSubscription::loadIcon>("-[MOXFileSubscription loadIcon]"),
+    member<&MOXFileSubscription::versionForBundleAtPath>("-[MOXFileSubscription versionForBundleAtPath:]"),
+    member<&MOXFileSubscription::internalVersion>("-[MOXFileSubscription internalVersion]"),
+    member<&MOXFileSubscription::subscriptionVersion>("-[MOXFileSubscription subscriptionVersion]"),
+    member<&MOXFileSubscription::needsUpdate>("-[MOXFileSubscription needsUpdate]"),
+    member<&MOXFileSubscription::ostrelHelperAppPath>("+[MOXFileSubscription ostrelHelperAppPath]"),
+    member<&MOXFileSubscription::templatePath>("-[MOXFileSubscription templatePath]",
+                                               operations::MOXFileSubscription::templatePath),
+    member<&BundleRecord::templatePathWithName>("-[MOXFileSubscription templatePathWithName:bundleID:]"),
+    member<&BundleRecord::templateIconName>("-[MOXFileSubscription templateIconName]",
+                                            operations::MOXFileSubscription::templateIconName),
+    member<&BundleRecord::subscriptionBundleIDPrefix>(
+        "-[MOXFileSubscription subscriptionBundleIDPrefix]",
+        operations::MOXFileSubscription::subscriptionBundleIDPrefix),
+    member<&MOXFileSubscription::writeToFolder>("-[MOXFileSubscription writeToFolder:withName:error:]",
+                                                operations::MOXFileSubscription::writeToFolder),
+    member<&BundleRecord::updateInfoPlistForSubscriptionAtPath>(
+        "-[MOXFileSubscription updateInfoPlistForSubscriptionAtPath:error:]",
+        operations::MOXFileSubscription::updateInfoPlistForSubscriptionAtPath),
+    member<&BundleRecord::updateFileTypesForInfoPlist>("-[MOXFileSubscription updateFileTypesForInfoPlist:]"),
+    member<&BundleRecord::updateFileTypesForInfoPlistStringsAtPath>(
+        "-[MOXFileSubscription updateFileTypesForInfoPlistStringsAtPath:]",
+        operations::MOXFileSubscription::updateFileTypesForInfoPlistStringsAtPath),
+    member<&BundleRecord::bitmapRepsForImage>("-[MOXFileSubscription bitmapRepsForImage:]"),
     member<&MOXFileSubscriptionManager::sharedManager>("+[MOXFileSubscriptionManager sharedManager]"),
 });
 
 /// Those whose C++ name is not the selector's first piece, besides constructors and destructors.
-constexpr std::array<std::string_view, 9> renamed = {
+constexpr std::array<std::string_view, 10> renamed = {
     "-[MOXLaunchAlias init]",
     "-[MOXLaunchAlias initWithMainBundle]",
     "-[MOXLaunchAlias initWithBundle:]",
@@ -354,6 +408,7 @@ constexpr std::array<std::string_view, 9> renamed = {
     "-[MOXLaunchAlias initWithFile:]",
     "-[MOXLaunchAlias initWithDictionary:]",
     "-[MOXPlistSubscription initWithPath:error:]",
+    "-[MOXFileSubscription initWithPath:error:]",
     "-[MOXPlistSubscriptionManager subscription:inFolder:]",
     "-[MOXPlistSubscriptionManager updateSubscriptionsAtPaths:errorBlock:storeNameHandler:iconBlock:]",
 };
@@ -425,7 +480,7 @@ TEST(Selectors, Are_the_full_names_in_log_lines_and_assertions) {
         ++constants;
         EXPECT_EQ(operation.constant, operation.selector);
     }
-    EXPECT_EQ(constants, 32U);
+    EXPECT_EQ(constants, 38U);
 }
 
 TEST(Selectors, Give_their_first_piece_to_the_Cpp_name) {

@@ -1,12 +1,11 @@
 #include "SDK/MOXLaunchAlias.hpp"
 
 #include "Formats/ImageArchive.hpp"
-#include "Formats/PropertyListReading.hpp"
-#include "Formats/PropertyListWriting.hpp"
 #include "Foundation/LenientNumbers.hpp"
 #include "Foundation/PathRules.hpp"
 #include "Foundation/TextFormatting.hpp"
 #include "Platform/Platform.hpp"
+#include "SDK/PropertyListFiles.hpp"
 
 #include <array>
 #include <utility>
@@ -126,11 +125,7 @@ std::shared_ptr<MOXLaunchAlias> MOXLaunchAlias::launchAliasWithBundleAtPath(std:
 }
 
 std::shared_ptr<MOXLaunchAlias> MOXLaunchAlias::launchAliasWithFile(std::string_view path) {
-    const Result<Bytes> content = currentPlatform().fileSystem.contentsOfFile(std::string(path));
-    if (!content) return nullptr;
-    std::optional<PropertyList> root = propertyListFromBytes(*content);
-    PropertyList::Dictionary* dictionary = root ? root->dictionary() : nullptr;
-    return dictionary ? launchAliasWithDictionary(std::move(*dictionary)) : nullptr;
+    return launchAliasWithDictionary(dictionaryWithContentsOfFile(path));
 }
 
 std::shared_ptr<MOXLaunchAlias>
@@ -153,13 +148,7 @@ bool MOXLaunchAlias::writeToBundleAtPath(std::string_view bundlePath, bool atomi
 }
 
 bool MOXLaunchAlias::writeToFile(std::string_view path, bool atomically) const {
-    const std::optional<Bytes> content = storedFormOfPropertyList(_aliasDict);
-    if (!content) return false;
-    FileSystem& fileSystem = currentPlatform().fileSystem;
-    const std::string file(path);
-    const Result<void> written = atomically ? fileSystem.writeFileAtomically(file, *content)
-                                            : fileSystem.writeFileInPlace(file, *content);
-    return static_cast<bool>(written);
+    return writeDictionaryToFile(_aliasDict, path, atomically);
 }
 
 PropertyList::Dictionary MOXLaunchAlias::dictionaryRepresentation() const {

@@ -2,6 +2,7 @@
 
 /// Everything that a client of the framework needs.
 
+#include "SDK/MOXFileSubscription.hpp"
 #include "SDK/MOXFileSubscriptionManager.hpp"
 #include "SDK/MOXLaunchAlias.hpp"
 #include "SDK/MOXNotifications.hpp"

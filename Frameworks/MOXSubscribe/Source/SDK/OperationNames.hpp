@@ -72,6 +72,20 @@ inline constexpr std::string_view subscribeToResource =
 
 } // namespace MOXPlistSubscriptionManager
 
+namespace MOXFileSubscription {
+
+inline constexpr std::string_view templatePath = "-[MOXFileSubscription templatePath]";
+inline constexpr std::string_view templateIconName = "-[MOXFileSubscription templateIconName]";
+inline constexpr std::string_view subscriptionBundleIDPrefix =
+    "-[MOXFileSubscription subscriptionBundleIDPrefix]";
+inline constexpr std::string_view writeToFolder = "-[MOXFileSubscription writeToFolder:withName:error:]";
+inline constexpr std::string_view updateInfoPlistForSubscriptionAtPath =
+    "-[MOXFileSubscription updateInfoPlistForSubscriptionAtPath:error:]";
+inline constexpr std::string_view updateFileTypesForInfoPlistStringsAtPath =
+    "-[MOXFileSubscription updateFileTypesForInfoPlistStringsAtPath:]";
+
+} // namespace MOXFileSubscription
+
 namespace MOXFileSubscriptionManager {
 
 /// What a record of the dictionary model asks of the shared manager, and this one does not have.
