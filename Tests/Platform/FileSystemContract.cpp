@@ -1,7 +1,10 @@
 #include "Platform/FileSystemContract.hpp"
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <dirent.h>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -343,6 +346,371 @@ TEST_P(FileSystemContract, A_move_that_cannot_be_leaves_both_as_they_were) {
     EXPECT_TRUE(refusal(folder.path("folder"), folder.path("folder/below"), 512, EINVAL));
     EXPECT_EQ(namesIn(folder.path()), (Names{"folder", "source"}));
     EXPECT_EQ(namesIn(folder.path("folder")), Names{});
+}
+
+/// The entries' names with what they are, sorted: "/" for a directory, "@" for a link.
+Names namesWithKinds(const std::vector<DirectoryEntry>& entries) {
+    Names names;
+    for (const DirectoryEntry& entry : entries) {
+        std::string name = entry.name;
+        if (entry.kind == EntryKind::Directory) name += '/';
+        if (entry.kind == EntryKind::SymbolicLink) name += '@';
+        if (entry.kind == EntryKind::Unknown) name += '?';
+        names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+/// The entries in the order in which the system lists them.
+Names namesAsListed(const std::string& path) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(path.c_str()), ::closedir);
+    Names names;
+    while (const dirent* entry = ::readdir(directory.get())) {
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(name);
+    }
+    return names;
+}
+
+std::string targetOfLink(const std::string& path) {
+    std::array<char, 256> target;
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    return length < 0 ? "no link" : std::string(target.data(), static_cast<std::size_t>(length));
+}
+
+/// Makes folders, below one another, in a scratch folder.
+void makeFolders(const ScratchFolder& folder, const Names& names) {
+    for (const std::string& name : names)
+        ASSERT_EQ(::mkdir(folder.path(name).c_str(), 0777), 0) << name;
+}
+
+void makeLink(const std::string& target, const std::string& path) {
+    ASSERT_EQ(::symlink(target.c_str(), path.c_str()), 0) << path;
+}
+
+TEST_P(FileSystemContract, A_directory_is_listed_with_what_its_entries_are) {
+    makeFolders(folder, {"folder", "empty"});
+    folder.write("file", "x");
+    folder.write(".hidden", "x");
+    folder.write("folder/below", "x");
+    makeLink("folder", folder.path("link"));
+    makeLink("nowhere", folder.path("dangling"));
+    ASSERT_EQ(::mkfifo(folder.path("pipe").c_str(), 0600), 0);
+    const auto entries = fileSystem->contentsOfDirectory(folder.path());
+    ASSERT_TRUE(entries);
+    EXPECT_EQ(namesWithKinds(*entries),
+              (Names{".hidden", "dangling@", "empty/", "file", "folder/", "link@", "pipe"}));
+    const auto throughLink = fileSystem->contentsOfDirectory(folder.path("link"));
+    ASSERT_TRUE(throughLink);
+    EXPECT_EQ(namesWithKinds(*throughLink), Names{"below"});
+    const auto nothing = fileSystem->contentsOfDirectory(folder.path("empty"));
+    ASSERT_TRUE(nothing);
+    EXPECT_TRUE(nothing->empty());
+}
+
+TEST_P(FileSystemContract, A_directory_is_listed_in_the_system_s_order_however_large_it_is) {
+    constexpr int count = 3000;
+    for (int number = 0; number < count; ++number)
+        folder.write("entry " + std::to_string(number * 7919 % count) + std::string(40, 'n'), "");
+    const auto entries = fileSystem->contentsOfDirectory(folder.path());
+    ASSERT_TRUE(entries);
+    Names names;
+    for (const DirectoryEntry& entry : *entries)
+        names.push_back(entry.name);
+    EXPECT_EQ(names.size(), std::size_t{count});
+    EXPECT_EQ(names, namesAsListed(folder.path()));
+}
+
+TEST_P(FileSystemContract, What_is_no_readable_directory_is_not_listed) {
+    folder.write("file", "x");
+    const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
+        return isFileSystemError(fileSystem->contentsOfDirectory(path), code, path, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("none"), 260, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("file"), 256, ENOTDIR));
+    EXPECT_TRUE(refusal("", 260, ENOENT));
+    EXPECT_TRUE(refusal(withNul(folder.path()), 256, EINVAL));
+    const WithoutPrivileges user(folder);
+    ASSERT_EQ(::mkdir(folder.path("closed").c_str(), 0300), 0);
+    EXPECT_TRUE(refusal(folder.path("closed"), 257, EACCES));
+}
+
+TEST_P(FileSystemContract, A_removal_takes_a_directory_with_all_in_it) {
+    makeFolders(folder, {"tree", "tree/a", "tree/a/b", "tree/empty", "beside"});
+    folder.write("tree/file", "x");
+    folder.write("tree/a/b/file", "x");
+    ASSERT_EQ(::mkfifo(folder.path("tree/pipe").c_str(), 0600), 0);
+    ASSERT_TRUE(fileSystem->removeItem(folder.path("tree")));
+    EXPECT_EQ(namesIn(folder.path()), Names{"beside"});
+    ASSERT_TRUE(fileSystem->removeItem(folder.path("beside//")));
+    EXPECT_EQ(namesIn(folder.path()), Names{});
+    ASSERT_TRUE(fileSystem->removeItem(folder.write("file", "x")));
+    EXPECT_EQ(namesIn(folder.path()), Names{});
+}
+
+TEST_P(FileSystemContract, A_removal_takes_links_and_never_what_they_lead_to) {
+    makeFolders(folder, {"outside", "tree"});
+    folder.write("outside/file", "x");
+    makeLink("../outside", folder.path("tree/link"));
+    makeLink(folder.path("outside/file"), folder.path("tree/filelink"));
+    makeLink(".", folder.path("tree/loop"));
+    makeLink("/", folder.path("tree/root"));
+    makeLink("nowhere", folder.path("tree/dangling"));
+    makeLink("outside", folder.path("link"));
+    makeLink("outside", folder.path("link 2"));
+    EXPECT_TRUE(fileSystem->removeItem(folder.path("tree")));
+    EXPECT_TRUE(fileSystem->removeItem(folder.path("link")));
+    EXPECT_TRUE(fileSystem->removeItem(folder.path("link 2/")));
+    EXPECT_EQ(namesIn(folder.path()), Names{"outside"});
+    EXPECT_EQ(namesIn(folder.path("outside")), Names{"file"});
+}
+
+TEST_P(FileSystemContract, A_removal_that_cannot_be_is_told_before_anything_is_gone) {
+    makeFolders(folder, {"tree", "tree/a"});
+    folder.write("tree/a/file", "x");
+    const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
+        return isFileSystemError(fileSystem->removeItem(path), code, path, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("none"), 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("none/below"), 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("tree/a/file/below"), 512, ENOTDIR));
+    EXPECT_TRUE(refusal(folder.path("tree/a/."), 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("tree/a/.."), 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("tree/a/../"), 512, EINVAL));
+    EXPECT_TRUE(refusal(withNul(folder.path("tree")), 512, EINVAL));
+    EXPECT_TRUE(refusal("", 4, ENOENT));
+    const WithoutPrivileges user(folder);
+    EXPECT_TRUE(refusal(folder.path("tree"), 513, EACCES));
+    EXPECT_EQ(bytesOfFile(folder.path("tree/a/file")), "x");
+}
+
+TEST_P(FileSystemContract, An_almost_empty_directory_is_removed_with_what_does_not_count) {
+    makeFolders(folder, {"outside", "tree", "tree/a", "tree/a/b", "tree/c", "tree/c/.DS_Store"});
+    folder.write("outside/file", "x");
+    folder.write("tree/.DS_Store", "x");
+    folder.write("tree/a/b/.DS_Store", "x");
+    folder.write("tree/c/.DS_Store/file", "x");
+    makeLink("../../outside", folder.path("tree/a/link"));
+    ASSERT_TRUE(fileSystem->removeAlmostEmptyDirectory(folder.path("tree/")));
+    EXPECT_EQ(namesIn(folder.path()), Names{"outside"});
+    EXPECT_EQ(namesIn(folder.path("outside")), Names{"file"});
+    makeLink("outside", folder.path("link"));
+    ASSERT_TRUE(fileSystem->removeAlmostEmptyDirectory(folder.path("link")));
+    EXPECT_EQ(namesIn(folder.path("outside")), Names{"file"});
+}
+
+TEST_P(FileSystemContract, Anything_that_counts_in_a_directory_stays_and_keeps_it) {
+    const auto staysAs = [&](const std::string& name) {
+        const std::string path = folder.path("tree");
+        return isFileSystemError(fileSystem->removeAlmostEmptyDirectory(path), 512, path, ENOTEMPTY) &&
+               namesIn(folder.path("tree")) == Names{name};
+    };
+    makeFolders(folder, {"tree"});
+    folder.write("tree/file", "x");
+    EXPECT_TRUE(staysAs("file"));
+    ASSERT_TRUE(fileSystem->moveItem(folder.path("tree/file"), folder.path("tree/.ds_store")));
+    EXPECT_TRUE(staysAs(".ds_store"));
+    ASSERT_EQ(::unlink(folder.path("tree/.ds_store").c_str()), 0);
+    for (const std::string target : {"nowhere", "../file", "link"}) {
+        folder.write("file", "x");
+        makeLink(target, folder.path("tree/link"));
+        EXPECT_TRUE(staysAs("link"));
+        ASSERT_EQ(::unlink(folder.path("tree/link").c_str()), 0);
+    }
+    makeFolders(folder, {"tree/empty.App"});
+    EXPECT_TRUE(staysAs("empty.App"));
+    ASSERT_EQ(::rmdir(folder.path("tree/empty.App").c_str()), 0);
+    makeLink("..", folder.path("tree/link.bundle"));
+    EXPECT_TRUE(staysAs("link.bundle"));
+}
+
+TEST_P(FileSystemContract, What_is_no_plain_directory_is_not_removed_as_an_almost_empty_one) {
+    folder.write("file", "x");
+    makeLink("file", folder.path("link"));
+    makeFolders(folder, {"empty.app"});
+    const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
+        return isFileSystemError(fileSystem->removeAlmostEmptyDirectory(path), code, path, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("none"), 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("file"), 512, ENOTDIR));
+    EXPECT_TRUE(refusal(folder.path("link"), 512, ENOTDIR));
+    EXPECT_TRUE(refusal(folder.path("empty.app"), 512, ENOTEMPTY));
+    EXPECT_TRUE(refusal(folder.path("."), 512, EINVAL));
+    EXPECT_TRUE(refusal(withNul(folder.path("none")), 512, EINVAL));
+    EXPECT_EQ(namesIn(folder.path()), (Names{"empty.app", "file", "link"}));
+}
+
+TEST_P(FileSystemContract, A_copy_is_equal_in_names_contents_modes_and_links) {
+    makeFolders(folder, {"tree", "tree/a", "tree/a/b", "tree/empty", "destination"});
+    const std::string large(300'000, 'l');
+    folder.write("tree/large", large);
+    folder.write("tree/a/b/file", "x");
+    folder.write("tree/program", "#!");
+    folder.write("tree/nothing", "");
+    makeLink("a/b/file", folder.path("tree/link"));
+    makeLink("/nowhere", folder.path("tree/dangling"));
+    makeLink("..", folder.path("tree/a/up"));
+    ASSERT_EQ(::chmod(folder.path("tree/program").c_str(), 04755), 0);
+    ASSERT_EQ(::chmod(folder.path("tree/nothing").c_str(), 0400), 0);
+    ASSERT_EQ(::chmod(folder.path("tree/empty").c_str(), 03777), 0);
+    ASSERT_EQ(::chmod(folder.path("tree/a").c_str(), 0555), 0);
+    const ScopedUmask mask(077);
+    const Result<std::string> copy =
+        fileSystem->copyItem(folder.path("tree"), folder.path("destination"), "copy.app");
+    ASSERT_TRUE(copy);
+    EXPECT_EQ(*copy, folder.path("destination/copy.app"));
+    EXPECT_EQ(namesIn(folder.path("destination")), Names{"copy.app"});
+    EXPECT_EQ(namesIn(*copy), (Names{"a", "dangling", "empty", "large", "link", "nothing", "program"}));
+    EXPECT_EQ(namesIn(*copy + "/a"), (Names{"b", "up"}));
+    EXPECT_TRUE(bytesOfFile(*copy + "/large") == large);
+    EXPECT_EQ(bytesOfFile(*copy + "/a/b/file"), "x");
+    EXPECT_EQ(targetOfLink(*copy + "/link"), "a/b/file");
+    EXPECT_EQ(targetOfLink(*copy + "/dangling"), "/nowhere");
+    EXPECT_EQ(targetOfLink(*copy + "/a/up"), "..");
+    EXPECT_EQ(modeOf(*copy), modeOf(folder.path("tree")));
+    EXPECT_EQ(modeOf(*copy + "/program"), 0755U);
+    EXPECT_EQ(modeOf(*copy + "/nothing"), 0400U);
+    EXPECT_EQ(modeOf(*copy + "/empty"), 0777U);
+    EXPECT_EQ(modeOf(*copy + "/a"), 0555U);
+    EXPECT_EQ(bytesOfFile(folder.path("tree/a/b/file")), "x");
+}
+
+TEST_P(FileSystemContract, A_file_and_a_link_are_copied_themselves) {
+    makeFolders(folder, {"destination", "tree"});
+    folder.write("file", "x");
+    makeLink("tree", folder.path("link"));
+    ASSERT_TRUE(fileSystem->copyItem(folder.path("file"), folder.path("destination/"), "file 2"));
+    ASSERT_TRUE(fileSystem->copyItem(folder.path("link"), folder.path("destination"), "link 2"));
+    EXPECT_EQ(bytesOfFile(folder.path("destination/file 2")), "x");
+    EXPECT_EQ(targetOfLink(folder.path("destination/link 2")), "tree");
+    EXPECT_EQ(namesIn(folder.path("destination")), (Names{"file 2", "link 2"}));
+}
+
+TEST_P(FileSystemContract, A_copy_s_name_must_be_one_component) {
+    makeFolders(folder, {"destination", "tree"});
+    const std::string source = folder.path("tree");
+    const std::string destination = folder.path("destination");
+    for (const std::string name : {"", ".", "..", "a/b", "../x", "/abs", "/", "a/"}) {
+        EXPECT_TRUE(isFileSystemError(fileSystem->copyItem(source, destination, name), 512, source, EINVAL))
+            << name;
+    }
+    EXPECT_TRUE(
+        isFileSystemError(fileSystem->copyItem(source, destination, withNul("a")), 512, source, EINVAL));
+    EXPECT_TRUE(isFileSystemError(fileSystem->copyItem(source, destination, std::string(256, 'n')), 512,
+                                  source, ENAMETOOLONG));
+    EXPECT_EQ(namesIn(destination), Names{});
+    EXPECT_EQ(namesIn(folder.path()), (Names{"destination", "tree"}));
+    const Names accepted = {std::string(255, 'n'), "\n", "\xff", "...", "-f", "%@;$(x)", " ",
+                            "\xe2\x80\xae.app"};
+    for (const std::string& name : accepted) {
+        const Result<std::string> copy = fileSystem->copyItem(source, destination, name);
+        ASSERT_TRUE(copy) << name;
+        EXPECT_EQ(*copy, destination + "/" + name);
+    }
+    EXPECT_EQ(namesIn(destination).size(), accepted.size());
+}
+
+TEST_P(FileSystemContract, A_copy_never_replaces_anything) {
+    makeFolders(folder, {"tree", "empty"});
+    folder.write("tree/file", "x");
+    folder.write("file", "file");
+    makeLink("nowhere", folder.path("dangling"));
+    for (const std::string name : {"tree", "empty", "file", "dangling"}) {
+        EXPECT_TRUE(isFileSystemError(fileSystem->copyItem(folder.path("tree"), folder.path(), name), 516,
+                                      folder.path(name), EEXIST));
+    }
+    EXPECT_EQ(namesIn(folder.path()), (Names{"dangling", "empty", "file", "tree"}));
+    EXPECT_EQ(bytesOfFile(folder.path("file")), "file");
+}
+
+TEST_P(FileSystemContract, A_copy_that_cannot_be_leaves_nothing_behind) {
+    makeFolders(folder, {"tree", "tree/a", "destination", "pipes", "pipes/a"});
+    folder.write("tree/a/file", "x");
+    folder.write("pipes/a/file", "x");
+    ASSERT_EQ(::mkfifo(folder.path("pipes/pipe").c_str(), 0600), 0);
+    const auto refusal = [&](const std::string& source, const std::string& destination, Error::Code code,
+                             int errorNumber) {
+        return isFileSystemError(fileSystem->copyItem(source, destination, "copy"), code, source,
+                                 errorNumber);
+    };
+    const std::string destination = folder.path("destination");
+    EXPECT_TRUE(refusal(folder.path("none"), destination, 4, ENOENT));
+    EXPECT_TRUE(refusal("", destination, 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("tree"), folder.path("none"), 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("tree"), folder.path("tree/a/file"), 512, ENOTDIR));
+    EXPECT_TRUE(refusal(withNul(folder.path("tree")), destination, 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("tree"), withNul(destination), 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("pipes/pipe"), destination, 512, EINVAL));
+    EXPECT_EQ(namesIn(destination), Names{});
+    ASSERT_EQ(::chmod(folder.path("pipes").c_str(), 0755), 0);
+    ASSERT_EQ(::chmod(folder.path("pipes/a").c_str(), 0555), 0);
+    ASSERT_EQ(::chmod(destination.c_str(), 0777), 0);
+    const WithoutPrivileges user(folder);
+    EXPECT_TRUE(refusal(folder.path("pipes"), destination, 512, EINVAL));
+    EXPECT_EQ(namesIn(destination), Names{});
+}
+
+TEST_P(FileSystemContract, A_copy_into_itself_is_refused_not_made_without_end) {
+    makeFolders(folder, {"tree", "tree/a", "tree/a/b"});
+    folder.write("tree/file", "x");
+    const std::string source = folder.path("tree");
+    for (const std::string inside : {"tree", "tree/a", "tree/a/b"}) {
+        EXPECT_TRUE(isFileSystemError(fileSystem->copyItem(source, folder.path(inside), "copy"), 512, source,
+                                      EINVAL));
+    }
+    EXPECT_EQ(namesIn(source), (Names{"a", "file"}));
+    EXPECT_EQ(namesIn(folder.path("tree/a")), Names{"b"});
+    EXPECT_EQ(namesIn(folder.path("tree/a/b")), Names{});
+}
+
+TEST_P(FileSystemContract, Nothing_is_staged_for_a_move_within_a_file_system) {
+    makeFolders(folder, {"tree", "destination"});
+    const Result<std::string> staged =
+        fileSystem->stageForMove(folder.path("tree"), folder.path("destination/new"));
+    ASSERT_TRUE(staged);
+    EXPECT_EQ(*staged, folder.path("tree"));
+    EXPECT_EQ(namesIn(folder.path("destination")), Names{});
+}
+
+TEST_P(FileSystemContract, A_staging_that_cannot_be_is_told) {
+    makeFolders(folder, {"tree"});
+    const auto refusal = [&](const std::string& source, const std::string& destination, Error::Code code,
+                             int errorNumber) {
+        return isFileSystemError(fileSystem->stageForMove(source, destination), code, source, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("none"), folder.path("new"), 4, ENOENT));
+    EXPECT_TRUE(refusal(folder.path("tree"), folder.path("none/new"), 4, ENOENT));
+    EXPECT_TRUE(refusal(withNul(folder.path("tree")), folder.path("new"), 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("tree"), withNul(folder.path("new")), 512, EINVAL));
+}
+
+TEST_P(FileSystemContract, A_temporary_directory_is_new_and_only_its_owner_s) {
+    const ScopedUmask mask(0);
+    const std::string pathTemplate = folder.path("work.XXXXXX");
+    const Result<std::string> one = fileSystem->createTemporaryDirectory(pathTemplate);
+    const Result<std::string> other = fileSystem->createTemporaryDirectory(pathTemplate);
+    ASSERT_TRUE(one && other);
+    EXPECT_NE(*one, *other);
+    for (const std::string& path : {*one, *other}) {
+        EXPECT_EQ(path.size(), pathTemplate.size());
+        EXPECT_TRUE(path.starts_with(folder.path("work.")));
+        EXPECT_EQ(path.find('X', folder.path().size()), path.npos);
+        EXPECT_EQ(modeOf(path), 0700U);
+        EXPECT_EQ(namesIn(path), Names{});
+    }
+}
+
+TEST_P(FileSystemContract, A_temporary_directory_that_cannot_be_made_is_told) {
+    const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
+        return isFileSystemError(fileSystem->createTemporaryDirectory(path), code, path, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("work.XXXXX"), 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("XXXXXX.work"), 512, EINVAL));
+    EXPECT_TRUE(refusal("", 512, EINVAL));
+    EXPECT_TRUE(refusal(withNul(folder.path()) + "XXXXXX", 512, EINVAL));
+    EXPECT_TRUE(refusal(folder.path("none/XXXXXX"), 4, ENOENT));
+    EXPECT_EQ(namesIn(folder.path()), Names{});
 }
 
 } // namespace

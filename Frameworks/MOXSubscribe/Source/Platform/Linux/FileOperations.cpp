@@ -11,13 +11,6 @@
 namespace mox {
 namespace {
 
-/// `path` without the "/" at its end, but for "/" alone.
-std::string withoutTrailingSeparators(std::string path) {
-    while (path.size() > 1 && path.back() == '/')
-        path.pop_back();
-    return path;
-}
-
 /// Whether there is a directory at `path`; 0, or why not. What is there but no directory is EEXIST.
 ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
     struct ::stat status;
@@ -28,25 +21,68 @@ ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
 } // namespace
 
 Descriptor::Descriptor(SystemCalls& system, const std::string& path, int flags, mode_t mode)
-    : _system(system)
+    : _system(&system)
     , _number(uninterrupted([&] { return system.open(path.c_str(), flags | O_CLOEXEC, mode); }))
     , _openError(errorNumberOf(_number)) {}
 
+Descriptor::Descriptor(SystemCalls& system, int folder, const char* path, int flags, mode_t mode)
+    : _system(&system)
+    , _number(uninterrupted([&] { return system.openat(folder, path, flags | O_CLOEXEC, mode); }))
+    , _openError(errorNumberOf(_number)) {}
+
+Descriptor::Descriptor(Descriptor&& other) noexcept
+    : _system(other._system), _number(std::exchange(other._number, -1)), _openError(other._openError) {}
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+    if (this == &other) return *this;
+    close();
+    _system = other._system;
+    _number = std::exchange(other._number, -1);
+    _openError = other._openError;
+    return *this;
+}
+
 ErrorNumber Descriptor::close() {
     if (_number < 0) return 0;
-    const ErrorNumber error = errorNumberOf(_system.close(std::exchange(_number, -1)));
+    const ErrorNumber error = errorNumberOf(_system->close(std::exchange(_number, -1)));
     // An interrupted close has closed all the same, and must not be repeated.
     return error == EINTR ? 0 : error;
 }
 
-bool holdsNul(const std::string& path) {
+bool holdsNul(std::string_view path) {
     return path.find('\0') != path.npos;
+}
+
+bool isNameOfItem(std::string_view name) {
+    return !name.empty() && name != "." && name != ".." && name.find('/') == name.npos && !holdsNul(name);
+}
+
+std::string withoutTrailingSeparators(std::string path) {
+    while (path.size() > 1 && path.back() == '/')
+        path.pop_back();
+    return path;
 }
 
 std::string folderOf(const std::string& path) {
     const std::size_t separator = path.rfind('/');
     if (separator == path.npos) return ".";
     return separator == 0 ? "/" : path.substr(0, separator);
+}
+
+std::string nameInFolder(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+ErrorNumber makeHiddenName(SystemCalls& system, std::string& name) {
+    std::array<unsigned char, 16> random;
+    if (system.getentropy(random.data(), random.size()) < 0) return errno;
+    name = ".mox-";
+    for (const unsigned char byte : random) {
+        constexpr const char* digits = "0123456789abcdef";
+        name += digits[byte >> 4];
+        name += digits[byte & 15];
+    }
+    return 0;
 }
 
 ErrorNumber readPathOf(SystemCalls& system, int descriptor, std::string& path) {
@@ -69,6 +105,11 @@ ErrorNumber readPathOf(SystemCalls& system, int descriptor, std::string& path) {
     return 0;
 }
 
+ErrorNumber refusalOfKind(mode_t mode) {
+    if (S_ISREG(mode)) return 0;
+    return S_ISDIR(mode) ? EISDIR : EINVAL;
+}
+
 ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content) {
     while (!content.empty()) {
         const ssize_t written =
@@ -83,9 +124,13 @@ ErrorNumber synchronize(SystemCalls& system, int descriptor) {
     return errorNumberOf(uninterrupted([&] { return system.fsync(descriptor); }));
 }
 
-ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
-    const ErrorNumber error = synchronize(system, folder.number());
+ErrorNumber synchronizeFolder(SystemCalls& system, int folder) {
+    const ErrorNumber error = synchronize(system, folder);
     return error == EINVAL ? 0 : error;
+}
+
+ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
+    return synchronizeFolder(system, folder.number());
 }
 
 ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,

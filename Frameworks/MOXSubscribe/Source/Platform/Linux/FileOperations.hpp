@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace mox {
 
@@ -15,6 +16,7 @@ namespace mox {
 /// An errno value; 0 is success.
 using ErrorNumber = int;
 
+/// What of a mode is kept: neither set-user-ID, set-group-ID nor sticky.
 constexpr mode_t permissionBits = 0777;
 
 /// Makes a call again for as long as a signal interrupts it.
@@ -27,19 +29,24 @@ auto uninterrupted(Call call) {
 }
 
 /// Why the call with `result` failed; 0 when it did not.
-inline ErrorNumber errorNumberOf(int result) {
+inline ErrorNumber errorNumberOf(ssize_t result) {
     return result < 0 ? errno : 0;
 }
 
-/// A file descriptor that is closed at the end.
+/// A file descriptor that is closed at the end. It belongs to one thread at a time.
 class Descriptor {
 public:
     /// Opens `path`; no program that is started inherits it.
     Descriptor(SystemCalls& system, const std::string& path, int flags, mode_t mode = 0);
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
+
+    /// The same from the open directory `folder` on, as openat(2) does.
+    Descriptor(SystemCalls& system, int folder, const char* path, int flags, mode_t mode = 0);
+
+    Descriptor(Descriptor&& other) noexcept;
+    Descriptor& operator=(Descriptor&& other) noexcept;
     ~Descriptor() { close(); }
 
+    /// The number for system calls; negative when it is not open.
     int number() const { return _number; }
 
     /// Why it could not be opened.
@@ -49,19 +56,36 @@ public:
     ErrorNumber close();
 
 private:
-    SystemCalls& _system;
+    SystemCalls* _system;
     int _number;
     ErrorNumber _openError;
 };
 
 /// Whether `path` cannot be given to the system, which it would take as ending at the first NUL.
-bool holdsNul(const std::string& path);
+bool holdsNul(std::string_view path);
+
+/// Whether `name` can be that of an item in a folder: not empty, ".", or "..", without "/" and NUL.
+bool isNameOfItem(std::string_view name);
+
+/// `path` without the "/" at its end, but for "/" alone.
+std::string withoutTrailingSeparators(std::string path);
 
 /// The folder that holds what `path` names, for the system: never empty, and "." and ".." are left to it.
 std::string folderOf(const std::string& path);
 
+/// What `path`, which must not end in "/", names in that folder.
+std::string nameInFolder(const std::string& path);
+
+/// Makes a name for a temporary item: hidden, without an extension, of a length of its own (so that a
+/// target's name may be as long as names can be), and not to be guessed by somebody who wants to be there
+/// first.
+ErrorNumber makeHiddenName(SystemCalls& system, std::string& name);
+
 /// The path at which the item of `descriptor` is now, links resolved. ENOENT when it is nowhere any more.
 ErrorNumber readPathOf(SystemCalls& system, int descriptor, std::string& path);
+
+/// What an item that is no regular file is refused with: reading a pipe or a device could block for ever.
+ErrorNumber refusalOfKind(mode_t mode);
 
 /// Writes all of `content` to the open file.
 ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content);
@@ -71,6 +95,7 @@ ErrorNumber synchronize(SystemCalls& system, int descriptor);
 
 /// Makes the names in the open folder safe. A file system that cannot synchronise a folder (EINVAL) is
 /// believed to need none of that.
+ErrorNumber synchronizeFolder(SystemCalls& system, int folder);
 ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder);
 
 /// Makes the file `path`, which must not exist yet, with `content`, on the disk before it returns; its name

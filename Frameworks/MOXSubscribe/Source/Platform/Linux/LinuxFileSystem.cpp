@@ -1,24 +1,24 @@
 #include "Platform/Linux/LinuxFileSystem.hpp"
 
+#include "Foundation/PathRules.hpp"
 #include "Platform/FileSystemErrors.hpp"
+#include "Platform/Linux/DirectoryReader.hpp"
 #include "Platform/Linux/FileOperations.hpp"
+#include "Platform/Linux/TreeCopy.hpp"
+#include "Platform/Linux/TreeRemoval.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
+#include <dirent.h>
 #include <fcntl.h>
-#include <limits>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 namespace mox {
 namespace {
-
-/// What an item that is no regular file is refused with: reading a pipe or a device could block for ever.
-ErrorNumber refusalOfKind(const struct ::stat& status) {
-    if (S_ISREG(status.st_mode)) return 0;
-    return S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-}
 
 /// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
 /// a file may grow meanwhile, and some that the kernel makes up have none.
@@ -45,20 +45,6 @@ ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expected
     return 0;
 }
 
-/// A path for a temporary file in `folder`: hidden, of a length of its own (so that a target's name may be as
-/// long as names can be), and not to be guessed by somebody who wants to be there first.
-ErrorNumber makeTemporaryPath(SystemCalls& system, const std::string& folder, std::string& path) {
-    std::array<unsigned char, 16> random;
-    if (system.getentropy(random.data(), random.size()) < 0) return errno;
-    path = folder + "/.mox-";
-    for (const unsigned char byte : random) {
-        constexpr const char* digits = "0123456789abcdef";
-        path += digits[byte >> 4];
-        path += digits[byte & 15];
-    }
-    return 0;
-}
-
 /// The permission bits that the file to be written over `path` must have; nil when the umask decides.
 ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::optional<FileMode>& mode) {
     struct ::stat status;
@@ -77,8 +63,9 @@ ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView c
     if (folder.openError() != 0) return folder.openError();
     std::optional<FileMode> mode = newFileMode;
     if (const ErrorNumber error = findRequiredMode(system, path, mode)) return error;
-    std::string temporaryPath;
-    if (const ErrorNumber error = makeTemporaryPath(system, folderPath, temporaryPath)) return error;
+    std::string temporaryName;
+    if (const ErrorNumber error = makeHiddenName(system, temporaryName)) return error;
+    const std::string temporaryPath = folderPath + "/" + temporaryName;
 
     bool isMade = false;
     ErrorNumber error = writeNewFile(system, temporaryPath, content, mode, isMade);
@@ -86,6 +73,98 @@ ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView c
     if (error == 0) return synchronizeFolder(system, folder);
     if (isMade) system.unlink(temporaryPath.c_str());
     return error;
+}
+
+/// Copies what is at `source` under `name` into the folder at `folderPath`.
+ErrorNumber copyIntoFolder(SystemCalls& system, const std::string& source, const std::string& folderPath,
+                           const std::string& name) {
+    if (!isNameOfItem(name) || holdsNul(folderPath)) return EINVAL;
+    const Descriptor folder(system, folderPath, O_RDONLY | O_DIRECTORY);
+    if (folder.openError() != 0) return folder.openError();
+    // To be told now that the name is taken, or too long, saves the copying.
+    struct ::stat status;
+    if (system.fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
+    if (errno != ENOENT) return errno;
+    StagedCopy copy(system, folder.number());
+    if (const ErrorNumber error = copy.make(source)) return error;
+    return copy.publish(name);
+}
+
+ErrorNumber move(SystemCalls& system, const std::string& source, const std::string& destination) {
+    const ErrorNumber error = moveWithoutReplacing(system, source, destination);
+    if (error != EXDEV) return error;
+    const std::string place = withoutTrailingSeparators(destination);
+    if (const ErrorNumber copyError = copyIntoFolder(system, source, folderOf(place), nameInFolder(place)))
+        return copyError;
+    return removeTree(system, AT_FDCWD, source);
+}
+
+/// Whether an item can be renamed from the mount of one path to that of the other. Not even two mounts of one
+/// file system allow it.
+ErrorNumber compareMounts(SystemCalls& system, const std::string& one, const std::string& other,
+                          bool& areSame) {
+    struct ::statx statusOfOne;
+    struct ::statx statusOfOther;
+    constexpr unsigned mask = STATX_TYPE | STATX_MNT_ID;
+    if (system.statx(AT_FDCWD, one.c_str(), AT_SYMLINK_NOFOLLOW, mask, &statusOfOne) < 0) return errno;
+    if (system.statx(AT_FDCWD, other.c_str(), 0, mask, &statusOfOther) < 0) return errno;
+    areSame = statusOfOne.stx_dev_major == statusOfOther.stx_dev_major &&
+              statusOfOne.stx_dev_minor == statusOfOther.stx_dev_minor;
+    // Older systems do not tell mounts apart.
+    if ((statusOfOne.stx_mask & statusOfOther.stx_mask & STATX_MNT_ID) != 0)
+        areSame = areSame && statusOfOne.stx_mnt_id == statusOfOther.stx_mnt_id;
+    return 0;
+}
+
+/// See `FileSystem::stageForMove`; `result` is the path to move from.
+ErrorNumber stage(SystemCalls& system, const std::string& source, const std::string& destination,
+                  std::string& result) {
+    if (holdsNul(source) || holdsNul(destination)) return EINVAL;
+    const std::string folderPath = folderOf(withoutTrailingSeparators(destination));
+    bool areSame = false;
+    if (const ErrorNumber error =
+            compareMounts(system, withoutTrailingSeparators(source), folderPath, areSame))
+        return error;
+    if (areSame) {
+        result = source;
+        return 0;
+    }
+    const Descriptor folder(system, folderPath, O_RDONLY | O_DIRECTORY);
+    if (folder.openError() != 0) return folder.openError();
+    StagedCopy copy(system, folder.number());
+    if (const ErrorNumber error = copy.make(source)) return error;
+    result = stringByAppendingPathComponent(folderPath, copy.name());
+    copy.release();
+    return 0;
+}
+
+/// Replaces the six "X" at the end of `path` so that it is new, and makes a directory there.
+ErrorNumber makeTemporaryDirectory(SystemCalls& system, std::string& path) {
+    constexpr std::string_view placeholder = "XXXXXX";
+    if (!path.ends_with(placeholder) || holdsNul(path)) return EINVAL;
+    constexpr int mostTries = 100;
+    for (int tries = 0; tries < mostTries; ++tries) {
+        std::array<unsigned char, placeholder.size()> random;
+        if (system.getentropy(random.data(), random.size()) < 0) return errno;
+        std::transform(random.begin(), random.end(), path.end() - placeholder.size(),
+                       [](unsigned char byte) { return "0123456789abcdefghijklmnopqrstuv"[byte % 32]; });
+        if (system.mkdir(path.c_str(), S_IRWXU) == 0) return 0;
+        if (errno != EEXIST) return errno;
+    }
+    return EEXIST;
+}
+
+EntryKind entryKindOfType(unsigned char type) {
+    switch (type) {
+    case DT_DIR:
+        return EntryKind::Directory;
+    case DT_LNK:
+        return EntryKind::SymbolicLink;
+    case DT_UNKNOWN:
+        return EntryKind::Unknown;
+    default:
+        return EntryKind::Other;
+    }
 }
 
 } // namespace
@@ -113,7 +192,7 @@ Result<Bytes> LinuxFileSystem::contentsOfFile(const std::string& path) {
     if (file.openError() != 0) return readError(path, file.openError());
     struct ::stat status;
     if (_system.fstat(file.number(), &status) < 0) return readError(path, errno);
-    if (const ErrorNumber error = refusalOfKind(status)) return readError(path, error);
+    if (const ErrorNumber error = refusalOfKind(status.st_mode)) return readError(path, error);
     Bytes content;
     const auto size = static_cast<std::uintmax_t>(std::max<off_t>(status.st_size, 0));
     if (const ErrorNumber error = readAll(_system, file.number(), size, content))
@@ -134,7 +213,7 @@ Result<void> LinuxFileSystem::writeFileInPlace(const std::string& path, ByteView
     if (file.openError() != 0) return writeError(path, file.openError());
     struct ::stat status;
     if (_system.fstat(file.number(), &status) < 0) return writeError(path, errno);
-    if (const ErrorNumber error = refusalOfKind(status)) return writeError(path, error);
+    if (const ErrorNumber error = refusalOfKind(status.st_mode)) return writeError(path, error);
     if (const ErrorNumber error = writeAll(_system, file.number(), content)) return writeError(path, error);
     if (const ErrorNumber error = file.close()) return writeError(path, error);
     return {};
@@ -147,35 +226,55 @@ Result<void> LinuxFileSystem::createDirectoryWithIntermediates(const std::string
 }
 
 Result<void> LinuxFileSystem::moveItem(const std::string& source, const std::string& destination) {
-    const ErrorNumber error = moveWithoutReplacing(_system, source, destination);
+    const ErrorNumber error = move(_system, source, destination);
     if (error == 0) return {};
     // What is in the way is at the destination; everything else is told of what was to be moved.
     return writeError(error == EEXIST ? destination : source, error);
 }
 
 Result<std::vector<DirectoryEntry>> LinuxFileSystem::contentsOfDirectory(const std::string& path) {
-    return readError(path, ENOSYS);
+    if (holdsNul(path)) return readError(path, EINVAL);
+    const Descriptor directory(_system, path, O_RDONLY | O_DIRECTORY);
+    if (directory.openError() != 0) return readError(path, directory.openError());
+    std::vector<DirectoryEntry> entries;
+    DirectoryReader reader(_system, directory.number());
+    while (const DirectoryReader::Entry* entry = reader.next())
+        entries.push_back({std::string(entry->name), entryKindOfType(entry->type)});
+    if (reader.error() != 0) return readError(path, reader.error());
+    return entries;
 }
 
 Result<void> LinuxFileSystem::removeItem(const std::string& path) {
-    return writeError(path, ENOSYS);
+    if (const ErrorNumber error = removeTree(_system, AT_FDCWD, path)) return writeError(path, error);
+    return {};
 }
 
 Result<void> LinuxFileSystem::removeAlmostEmptyDirectory(const std::string& path) {
-    return writeError(path, ENOSYS);
+    if (const ErrorNumber error = removeAlmostEmptyTree(_system, AT_FDCWD, path))
+        return writeError(path, error);
+    return {};
 }
 
-Result<std::string> LinuxFileSystem::copyItem(const std::string& source, const std::string&,
-                                              const std::string&) {
-    return writeError(source, ENOSYS);
+Result<std::string> LinuxFileSystem::copyItem(const std::string& source, const std::string& folder,
+                                              const std::string& name) {
+    const ErrorNumber error = copyIntoFolder(_system, source, folder, name);
+    if (error != 0 && error != EEXIST) return writeError(source, error);
+    std::string copy = stringByAppendingPathComponent(folder, name);
+    if (error != 0) return writeError(copy, error);
+    return copy;
 }
 
-Result<std::string> LinuxFileSystem::stageForMove(const std::string& source, const std::string&) {
-    return writeError(source, ENOSYS);
+Result<std::string> LinuxFileSystem::stageForMove(const std::string& source, const std::string& destination) {
+    std::string path;
+    if (const ErrorNumber error = stage(_system, source, destination, path)) return writeError(source, error);
+    return path;
 }
 
 Result<std::string> LinuxFileSystem::createTemporaryDirectory(const std::string& pathTemplate) {
-    return writeError(pathTemplate, ENOSYS);
+    std::string path = pathTemplate;
+    if (const ErrorNumber error = makeTemporaryDirectory(_system, path))
+        return writeError(pathTemplate, error);
+    return path;
 }
 
 } // namespace mox
