@@ -2,6 +2,7 @@
 #error "This is the Linux backend."
 #endif
 
+#include "Platform/Linux/DesktopCaches.hpp"
 #include "Platform/Linux/LinuxBundles.hpp"
 #include "Platform/Linux/LinuxFileReferences.hpp"
 #include "Platform/Linux/LinuxFileSystem.hpp"
@@ -26,7 +27,11 @@ struct Services {
     CurrentAssertionHandler assertionHandler;
     LinuxWorkspace workspace{systemCalls, {userDataFolder(userDirectories.homeDirectory())}};
     LinuxFileReferences fileReferences{systemCalls};
-    LinuxLaunchRegistration launchRegistration{{userDataFolder(userDirectories.homeDirectory())}};
+    LinuxDesktopCaches desktopCaches{userDataFolder(userDirectories.homeDirectory())};
+    LinuxLaunchRegistration launchRegistration{
+        fileSystem, systemCalls, bundles, desktopCaches,
+        desktopOfThisProcess(userDataFolder(userDirectories.homeDirectory()),
+                             userDirectories.homeDirectory())};
     LinuxFolderEvents folderEvents;
     LinuxRunLoops runLoops;
     NotificationCenter notificationCenter;
