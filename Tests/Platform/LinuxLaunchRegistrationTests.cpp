@@ -260,7 +260,6 @@ TEST_F(LinuxLaunchRegistrationTest, Reconciling_registers_what_is_new_and_forget
 }
 
 TEST_F(LinuxLaunchRegistrationTest, Reconciling_keeps_a_stub_that_cannot_be_looked_at_or_is_a_dangling_link) {
-    if (::geteuid() != 0 && ::access("/proc/self", F_OK) != 0) GTEST_SKIP() << "needs /proc";
     const std::string stub = registerStub("Word.app");
     removeOnDisk(stub);
     ASSERT_EQ(::symlink("nowhere", stub.c_str()), 0);
