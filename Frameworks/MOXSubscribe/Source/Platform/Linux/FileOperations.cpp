@@ -18,6 +18,23 @@ ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
     return S_ISDIR(status.st_mode) ? 0 : EEXIST;
 }
 
+constexpr int newFileFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
+
+/// The mode to make a file with: when one is to be set later, nobody else may look in the meantime.
+mode_t modeUntilSet(std::optional<FileMode> mode) {
+    return mode ? 0600 : 0666;
+}
+
+ErrorNumber fillNewFile(SystemCalls& system, Descriptor& file, ByteView content, std::optional<FileMode> mode,
+                        bool& isMade) {
+    if (file.openError() != 0) return file.openError();
+    isMade = true;
+    if (const ErrorNumber error = writeAll(system, file.number(), content)) return error;
+    if (mode && system.fchmod(file.number(), static_cast<mode_t>(*mode)) < 0) return errno;
+    if (const ErrorNumber error = synchronize(system, file.number())) return error;
+    return file.close();
+}
+
 } // namespace
 
 Descriptor::Descriptor(SystemCalls& system, const std::string& path, int flags, mode_t mode)
@@ -135,15 +152,14 @@ ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
 
 ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
                          std::optional<FileMode> mode, bool& isMade) {
-    // With a mode to be set later, nobody else may look in the meantime.
-    const mode_t modeUntilThen = mode ? 0600 : 0666;
-    Descriptor file(system, path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, modeUntilThen);
-    if (file.openError() != 0) return file.openError();
-    isMade = true;
-    if (const ErrorNumber error = writeAll(system, file.number(), content)) return error;
-    if (mode && system.fchmod(file.number(), static_cast<mode_t>(*mode)) < 0) return errno;
-    if (const ErrorNumber error = synchronize(system, file.number())) return error;
-    return file.close();
+    Descriptor file(system, path, newFileFlags, modeUntilSet(mode));
+    return fillNewFile(system, file, content, mode, isMade);
+}
+
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,
+                         std::optional<FileMode> mode, bool& isMade) {
+    Descriptor file(system, folder, path.c_str(), newFileFlags, modeUntilSet(mode));
+    return fillNewFile(system, file, content, mode, isMade);
 }
 
 ErrorNumber makeDirectory(SystemCalls& system, const std::string& path, mode_t mode) {

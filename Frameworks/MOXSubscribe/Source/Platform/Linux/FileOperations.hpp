@@ -100,8 +100,10 @@ ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder);
 
 /// Makes the file `path`, which must not exist yet, with `content`, on the disk before it returns; its name
 /// in the folder is not synchronised. Without `mode` the umask decides. What was made is left to the caller
-/// in case of failure too, and `isMade` tells of it.
+/// in case of failure too, and `isMade` tells of it. `path` is relative to the open `folder`, when given.
 ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
+                         std::optional<FileMode> mode, bool& isMade);
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,
                          std::optional<FileMode> mode, bool& isMade);
 
 /// Makes one directory and sees to it that it is still named in its parent after a crash. One that is there
