@@ -5,13 +5,16 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstddef>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
+#include <random>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace mox {
@@ -200,6 +203,30 @@ TEST(PNGEncoding, Pixels_and_size_survive) {
     const auto image = imageFromBytes(*file);
     ASSERT_TRUE(image);
     EXPECT_THAT(image->representations, ElementsAre(representation));
+}
+
+TEST(PNGEncoding, Pixels_survive_whichever_filter_suits_their_rows_best) {
+    Image::Representation representation = gradient(40, 60);
+    std::mt19937 random(3);
+    for (std::size_t index = 0; index < representation.pixels.size(); ++index) {
+        const std::size_t row = index / 160;
+        const std::size_t column = index % 160;
+        // Noise, equal columns, slopes to the right, to both sides, and bends, in turns.
+        const std::size_t values[] = {random(), row / 5, column * 9, column * column + row * 31,
+                                      std::max(row * 40, column * 3)};
+        representation.pixels[index] = static_cast<std::uint8_t>(values[row / 2 % 5]);
+    }
+    const auto image = imageFromBytes(*pngFromRepresentation(representation));
+    ASSERT_TRUE(image);
+    EXPECT_EQ(image->representations.front().pixels, representation.pixels);
+}
+
+TEST(PNGEncoding, The_smallest_and_the_longest_rows_survive) {
+    for (const auto& [wide, high] : {std::pair(1U, 1U), {1U, 50U}, {maximumImageSide, 2U}}) {
+        const auto image = imageFromBytes(*pngFromRepresentation(gradient(wide, high)));
+        ASSERT_TRUE(image);
+        EXPECT_THAT(image->representations, ElementsAre(gradient(wide, high)));
+    }
 }
 
 TEST(PNGEncoding, A_resolution_is_written_only_when_a_pixel_is_no_point) {

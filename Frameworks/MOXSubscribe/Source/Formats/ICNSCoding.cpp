@@ -126,14 +126,9 @@ Bytes packedColors(const Image::Representation& representation) {
     return packed;
 }
 
-void appendLength(Bytes& bytes, std::size_t length) {
-    for (const int shift : {24, 16, 8, 0})
-        bytes.push_back(static_cast<char>(length >> shift));
-}
-
 void appendElement(Bytes& file, std::string_view name, ByteView padding, ByteView content) {
     file += name;
-    appendLength(file, headerLength + padding.size() + content.size());
+    appendBigEndian(file, static_cast<std::uint32_t>(headerLength + padding.size() + content.size()));
     file += padding;
     file += content;
 }
@@ -308,7 +303,7 @@ private:
 
 std::optional<Bytes> icnsWithRepresentations(const std::vector<Image::Representation>& representations) {
     Bytes file(fileSignature);
-    appendLength(file, 0);
+    appendBigEndian(file, 0);
     std::array<bool, std::size(writtenTypes)> isWritten{};
     for (const Image::Representation& representation : representations) {
         const ElementType* type = writtenTypeOf(representation);
@@ -318,7 +313,7 @@ std::optional<Bytes> icnsWithRepresentations(const std::vector<Image::Representa
     }
     if (file.size() == headerLength) return std::nullopt;
     Bytes length;
-    appendLength(length, file.size());
+    appendBigEndian(length, static_cast<std::uint32_t>(file.size()));
     file.replace(fileSignature.size(), length.size(), length);
     return file;
 }

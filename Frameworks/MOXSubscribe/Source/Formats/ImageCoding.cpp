@@ -14,7 +14,7 @@ namespace {
 constexpr double pointsPerInch = 72;
 
 bool isPNG(ByteView bytes) {
-    return bytes.starts_with("\x89PNG\r\n\x1a\n");
+    return bytes.starts_with(pngSignature);
 }
 
 bool isTIFF(ByteView bytes) {
@@ -33,6 +33,11 @@ bool DecodingBudget::takePicture(std::uint32_t pixelsWide, std::uint32_t pixelsH
     --_pictures;
     _pixels -= pixels;
     return true;
+}
+
+void appendBigEndian(Bytes& bytes, std::uint32_t number) {
+    for (const int shift : {24, 16, 8, 0})
+        bytes.push_back(static_cast<char>(number >> shift));
 }
 
 bool isAcceptedImageSize(std::uint32_t pixelsWide, std::uint32_t pixelsHigh) {

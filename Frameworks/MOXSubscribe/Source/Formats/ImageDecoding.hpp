@@ -10,6 +10,9 @@
 
 namespace mox {
 
+/// What a PNG file begins with.
+inline constexpr ByteView pngSignature = "\x89PNG\r\n\x1a\n";
+
 /// What may still be decoded for one image. The decoders ask before they allocate, so that a small file that
 /// announces a great many pixels costs no more than the largest image that is accepted.
 class DecodingBudget {
@@ -22,6 +25,9 @@ private:
     std::size_t _pictures = 64;
     std::uint64_t _pixels = std::uint64_t{maximumImageSide} * maximumImageSide;
 };
+
+/// Appends `number` in four bytes, the highest first, as image files keep their lengths.
+void appendBigEndian(Bytes& bytes, std::uint32_t number);
 
 /// Whether both sides are between 1 and `maximumImageSide`.
 bool isAcceptedImageSize(std::uint32_t pixelsWide, std::uint32_t pixelsHigh);

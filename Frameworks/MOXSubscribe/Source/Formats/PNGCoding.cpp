@@ -6,13 +6,15 @@
 #include <algorithm>
 #include <cmath>
 #include <csetjmp>
+#include <cstdlib>
 #include <cstring>
+#include <libdeflate.h>
+#include <limits>
 #include <memory>
 #include <new>
 
 // libpng reports errors by jumping out of its functions. Each function below that can be jumped into
-// therefore has no object with a destructor of its own: everything lives in the reader or writer that it
-// belongs to.
+// therefore has no object with a destructor of its own: everything lives in the reader that it belongs to.
 
 namespace mox {
 
@@ -128,73 +130,133 @@ private:
     Image::Representation _read;
 };
 
-class Writer {
+// Writing. Nearly all of the time goes into the compression. That of libdeflate takes a third of the time of
+// zlib's or less for files of the same length, since it has the whole picture at once, which icons allow.
+
+constexpr int compressionLevel = 5;
+constexpr std::size_t bytesPerPixel = 4;
+
+// What a filter expects a byte to be, from its neighbours to the left, above, and above to the left.
+
+constexpr auto nothing = [](int, int, int) { return 0; };
+constexpr auto theLeft = [](int left, int, int) { return left; };
+constexpr auto theAbove = [](int, int above, int) { return above; };
+constexpr auto theMean = [](int left, int above, int) { return (left + above) / 2; };
+constexpr auto theNearest = [](int left, int above, int corner) {
+    // In 16 bits the compiler does twice as many at once.
+    const auto distance = [](int from, int to) { return static_cast<std::int16_t>(std::abs(from - to)); };
+    const std::int16_t ofLeft = distance(above, corner);
+    const std::int16_t ofAbove = distance(left, corner);
+    const std::int16_t ofCorner = distance(left + above, 2 * corner);
+    const auto nearer = static_cast<std::int16_t>(ofAbove <= ofCorner ? above : corner);
+    return ofLeft <= std::min(ofAbove, ofCorner) ? static_cast<std::int16_t>(left) : nearer;
+};
+
+/// The rows of a picture, each filtered in the way that leaves the smallest bytes.
+class Filtering {
 public:
-    explicit Writer(const Image::Representation& representation)
-        : _png(png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, leaveOnError, ignoreWarning))
-        , _info(_png ? png_create_info_struct(_png) : nullptr)
-        , _representation(representation) {}
+    explicit Filtering(std::size_t length)
+        : _length(length)
+        , _row(bytesPerPixel + length)
+        , _above(bytesPerPixel + length)
+        , _best(1 + length, '\0')
+        , _candidate(1 + length, '\0') {}
 
-    Writer(const Writer&) = delete;
-    Writer& operator=(const Writer&) = delete;
-
-    ~Writer() { png_destroy_write_struct(&_png, &_info); }
-
-    std::optional<Bytes> file() {
-        if (!_info || !write()) return std::nullopt;
-        return std::move(_file);
+    /// The number of the filter, then the filtered bytes of the row at `pixels`.
+    const Bytes& filtered(const std::uint8_t* pixels) {
+        std::copy_n(pixels, _length, _row.begin() + bytesPerPixel);
+        _leastSum = std::numeric_limits<std::uint32_t>::max();
+        consider(0, nothing);
+        consider(1, theLeft);
+        consider(2, theAbove);
+        consider(3, theMean);
+        consider(4, theNearest);
+        _row.swap(_above);
+        return _best;
     }
 
 private:
-    bool appendToFile(const png_byte* source, std::size_t count) noexcept {
-        try {
-            _file.append(reinterpret_cast<const char*>(source), count);
-            return true;
-        } catch (const std::bad_alloc&) {
-            return false;
+    template<typename Expectation>
+    void consider(char number, Expectation expected) {
+        const std::uint8_t* left = _row.data();
+        const std::uint8_t* row = left + bytesPerPixel;
+        const std::uint8_t* corner = _above.data();
+        const std::uint8_t* above = corner + bytesPerPixel;
+        char* target = _candidate.data();
+        *target++ = number;
+        const std::size_t length = _length;
+        std::uint32_t sum = 0;
+        for (std::size_t index = 0; index < length; ++index) {
+            const int rest = row[index] - expected(left[index], above[index], corner[index]);
+            target[index] = static_cast<char>(rest);
+            sum += static_cast<std::uint32_t>(std::abs(static_cast<signed char>(rest)));
         }
+        if (sum >= _leastSum) return;
+        _leastSum = sum;
+        _best.swap(_candidate);
     }
 
-    static void writeBytes(png_structp png, png_bytep source, std::size_t count) {
-        if (!static_cast<Writer*>(png_get_io_ptr(png))->appendToFile(source, count)) {
-            png_error(png, "Out of memory");
-        }
-    }
-
-    bool write() {
-        if (setjmp(png_jmpbuf(_png)) != 0) return false;
-        png_set_write_fn(_png, this, writeBytes, nullptr);
-        png_set_IHDR(_png, _info, _representation.pixelsWide, _representation.pixelsHigh, 8,
-                     PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT,
-                     PNG_FILTER_TYPE_DEFAULT);
-        setResolution();
-        png_write_info(_png, _info);
-        const std::size_t rowLength = std::size_t{_representation.pixelsWide} * 4;
-        for (std::uint32_t row = 0; row < _representation.pixelsHigh; ++row) {
-            png_write_row(_png, _representation.pixels.data() + row * rowLength);
-        }
-        png_write_end(_png, nullptr);
-        return true;
-    }
-
-    void setResolution() {
-        const auto resolution = [](std::uint32_t pixels, double points) {
-            return pixelsPerMetre(pixelsPerInch(pixels, points).value_or(72));
-        };
-        const double horizontal = resolution(_representation.pixelsWide, _representation.size.width);
-        const double vertical = resolution(_representation.pixelsHigh, _representation.size.height);
-        const double none = pixelsPerMetre(72);
-        if (horizontal == none && vertical == none) return;
-        if (std::min(horizontal, vertical) < 1 || std::max(horizontal, vertical) > PNG_UINT_31_MAX) return;
-        png_set_pHYs(_png, _info, static_cast<png_uint_32>(horizontal), static_cast<png_uint_32>(vertical),
-                     PNG_RESOLUTION_METER);
-    }
-
-    png_structp _png;
-    png_infop _info;
-    const Image::Representation& _representation;
-    Bytes _file;
+    std::size_t _length;
+    /// Both start with a pixel of zero, the neighbour of the first one.
+    std::vector<std::uint8_t> _row;
+    std::vector<std::uint8_t> _above;
+    Bytes _best;
+    Bytes _candidate;
+    std::uint32_t _leastSum = 0;
 };
+
+void appendChunk(Bytes& file, std::string_view type, ByteView content) {
+    appendBigEndian(file, static_cast<std::uint32_t>(content.size()));
+    const std::size_t start = file.size();
+    file += type;
+    file += content;
+    appendBigEndian(file, libdeflate_crc32(0, file.data() + start, file.size() - start));
+}
+
+Bytes header(const Image::Representation& representation) {
+    Bytes content;
+    appendBigEndian(content, representation.pixelsWide);
+    appendBigEndian(content, representation.pixelsHigh);
+    content +=
+        {8, PNG_COLOR_TYPE_RGB_ALPHA, PNG_COMPRESSION_TYPE_BASE, PNG_FILTER_TYPE_BASE, PNG_INTERLACE_NONE};
+    return content;
+}
+
+/// The resolution as PNG keeps it; nil when a pixel is a point or PNG cannot keep it.
+std::optional<Bytes> resolution(const Image::Representation& representation) {
+    const auto kept = [](std::uint32_t pixels, double points) {
+        return pixelsPerMetre(pixelsPerInch(pixels, points).value_or(72));
+    };
+    const double horizontal = kept(representation.pixelsWide, representation.size.width);
+    const double vertical = kept(representation.pixelsHigh, representation.size.height);
+    const double none = pixelsPerMetre(72);
+    if (horizontal == none && vertical == none) return std::nullopt;
+    if (std::min(horizontal, vertical) < 1 || std::max(horizontal, vertical) > PNG_UINT_31_MAX)
+        return std::nullopt;
+    Bytes content;
+    appendBigEndian(content, static_cast<std::uint32_t>(horizontal));
+    appendBigEndian(content, static_cast<std::uint32_t>(vertical));
+    content.push_back(PNG_RESOLUTION_METER);
+    return content;
+}
+
+/// The pixels as PNG keeps them, filtered and compressed.
+Bytes compressedPixels(const Image::Representation& representation) {
+    const std::size_t rowLength = std::size_t{representation.pixelsWide} * bytesPerPixel;
+    Filtering filtering(rowLength);
+    Bytes rows;
+    rows.reserve((1 + rowLength) * representation.pixelsHigh);
+    for (std::size_t start = 0; start < representation.pixels.size(); start += rowLength)
+        rows += filtering.filtered(representation.pixels.data() + start);
+
+    const std::unique_ptr<libdeflate_compressor, void (*)(libdeflate_compressor*)> compressor(
+        libdeflate_alloc_compressor(compressionLevel), libdeflate_free_compressor);
+    if (!compressor) throw std::bad_alloc();
+    Bytes compressed(libdeflate_zlib_compress_bound(compressor.get(), rows.size()), '\0');
+    compressed.resize(libdeflate_zlib_compress(compressor.get(), rows.data(), rows.size(), compressed.data(),
+                                               compressed.size()));
+    return compressed;
+}
 
 } // namespace
 
@@ -205,7 +267,12 @@ std::optional<Image::Representation> representationFromPNG(ByteView bytes, Decod
 std::optional<Bytes> pngFromRepresentation(const Image::Representation& representation) {
     if (representation.png) return *representation.png;
     if (!pixelsFitTheirSize(representation)) return std::nullopt;
-    return Writer(representation).file();
+    Bytes file(pngSignature);
+    appendChunk(file, "IHDR", header(representation));
+    if (const auto content = resolution(representation)) appendChunk(file, "pHYs", *content);
+    appendChunk(file, "IDAT", compressedPixels(representation));
+    appendChunk(file, "IEND", {});
+    return file;
 }
 
 } // namespace mox
