@@ -78,6 +78,23 @@ TEST_P(FileSystemContract, An_item_that_the_system_keeps_to_itself_is_inaccessib
     EXPECT_EQ(fileSystem->itemKindAtPath(folder.path("loop")), ItemKind::Inaccessible);
 }
 
+TEST_P(FileSystemContract, Paths_that_lead_to_one_item_have_one_identity) {
+    folder.write("file", "x");
+    folder.write("other", "x");
+    ASSERT_EQ(::symlink("file", folder.path("link").c_str()), 0);
+    ASSERT_EQ(::symlink(".", folder.path("folderlink").c_str()), 0);
+    const auto identity = [&](const std::string& path) { return *fileSystem->identityOfItem(path); };
+    EXPECT_EQ(identity(folder.path("link")), identity(folder.path("file")));
+    EXPECT_EQ(identity(folder.path("folderlink")), identity(folder.path()));
+    EXPECT_EQ(identity(folder.path("folderlink/file")), identity(folder.path("file")));
+    EXPECT_NE(identity(folder.path("other")), identity(folder.path("file")));
+    EXPECT_NE(identity("/proc"), identity("/"));
+    EXPECT_TRUE(
+        isFileSystemError(fileSystem->identityOfItem(folder.path("none")), 260, folder.path("none"), ENOENT));
+    EXPECT_TRUE(isFileSystemError(fileSystem->identityOfItem(withNul(folder.path("file"))), 256,
+                                  withNul(folder.path("file")), EINVAL));
+}
+
 TEST_P(FileSystemContract, A_file_is_read_whole) {
     for (const std::size_t size : {0U, 1U, 4095U, 4096U, 4097U, 1'000'000U}) {
         std::string content(size, '\0');

@@ -69,7 +69,8 @@ TEST_F(ForwardingFileSystemTest, Fails_every_operation_from_the_named_call_on) {
     EXPECT_TRUE(isFileSystemError(fileSystem.moveItem(path, folder.path("new")), 512, path, EIO));
     EXPECT_TRUE(isFileSystemError(fileSystem.createDirectoryWithIntermediates(path, 0777), 512, path, EIO));
     EXPECT_EQ(fileSystem.itemKindAtPath(path), ItemKind::Inaccessible);
-    EXPECT_EQ(fileSystem.faultsFired(), 5U);
+    EXPECT_TRUE(isFileSystemError(fileSystem.identityOfItem(path), 256, path, EIO));
+    EXPECT_EQ(fileSystem.faultsFired(), 6U);
     fileSystem.stopFailing();
     EXPECT_EQ(fileSystem.itemKindAtPath(path), ItemKind::File);
     EXPECT_EQ(bytesOfFile(path), "x");

@@ -3,6 +3,7 @@
 #include "Foundation/Bytes.hpp"
 #include "Foundation/Result.hpp"
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -33,6 +34,14 @@ struct DirectoryEntry {
     EntryKind kind;
 };
 
+/// Tells items apart: two paths that lead to one item at the same time have one identity, all others differ.
+struct ItemIdentity {
+    std::uint64_t volume;
+    std::uint64_t item;
+
+    friend bool operator==(const ItemIdentity&, const ItemIdentity&) = default;
+};
+
 /// Permission bits as in chmod(2).
 using FileMode = unsigned;
 
@@ -51,6 +60,9 @@ public:
 
     /// What is at `path`. Nothing is changed.
     virtual ItemKind itemKindAtPath(const std::string& path) = 0;
+
+    /// Which item is at `path`, links followed. Nothing is changed.
+    virtual Result<ItemIdentity> identityOfItem(const std::string& path) = 0;
 
     /// The bytes of the file at `path`, links followed. A directory is an error (256). Nothing is changed.
     virtual Result<Bytes> contentsOfFile(const std::string& path) = 0;

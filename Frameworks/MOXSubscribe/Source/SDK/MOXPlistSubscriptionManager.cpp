@@ -6,6 +6,7 @@
 #include "Foundation/UnicodeText.hpp"
 #include "SDK/OperationNames.hpp"
 #include "SDK/Reporting.hpp"
+#include "SDK/SubscribeArguments.hpp"
 
 #include <iterator>
 #include <map>
@@ -69,23 +70,6 @@ std::string joinedPath(const std::string& folder, const std::string& name) {
     if (folder.back() != '/') path += '/';
     path += name;
     return path;
-}
-
-/// The value under `key` when it is a `Value`; else it counts as absent.
-template<typename Value>
-std::optional<Value> optionalInfoValue(const MOXOptionalInfo& info, std::string_view key) {
-    const auto position = info.find(key);
-    if (position == info.end()) return std::nullopt;
-    const Value* value = std::get_if<Value>(&position->second);
-    return value ? std::optional(*value) : std::nullopt;
-}
-
-void applyOptionalInfo(MOXSubscription& record, const MOXOptionalInfo& info) {
-    record.setIcon(optionalInfoValue<Image>(info, MOXOptionalInfoIconImageKey));
-    record.setSubscriptionDescription(optionalInfoValue<std::string>(info, MOXOptionalInfoDescriptionKey));
-    record.setLaunchURL(optionalInfoValue<std::string>(info, MOXOptionalInfoLaunchURLKey));
-    record.setPublisherName(optionalInfoValue<std::string>(info, MOXOptionalInfoPublisherNameKey));
-    record.setContentAddress(optionalInfoValue<std::string>(info, MOXOptionalInfoContentAddressKey));
 }
 
 } // namespace
@@ -368,24 +352,13 @@ bool MOXPlistSubscriptionManager::removeFolderAtPath(std::string_view path, bool
 bool MOXPlistSubscriptionManager::subscribeToResource(std::string_view resourceName,
                                                       const MOXSubscribeKeywords& keywords,
                                                       std::optional<Error>* error) {
-    const bool isKnownType = keywords.ofType == MOXSubscriptionType::Application ||
-                             keywords.ofType == MOXSubscriptionType::Desktop;
-    const bool hasURL =
-        !isNilOrEmpty(keywords.withInternalStoreURL) || !isNilOrEmpty(keywords.andExternalStoreURL);
-    if (resourceName.empty() || !isKnownType || !hasURL || keywords.withFileName.empty() ||
-        keywords.inFolder.empty()) {
+    if (!areCompleteArguments(resourceName, keywords)) {
         storeError(error, invalidArgumentError());
         return false;
     }
     createFolderAtPath(keywords.inFolder, error);
     const auto record = MOXPlistSubscription::subscriptionWithFileName(
-        keywords.withFileName, {.resourceName = std::string(resourceName),
-                                .type = keywords.ofType,
-                                .storeName = keywords.onStoreNamed,
-                                .internalStoreURL = keywords.withInternalStoreURL,
-                                .externalStoreURL = keywords.andExternalStoreURL,
-                                .norvikType = keywords.usingNorvikType,
-                                .norvikAuthType = keywords.andNorvikAuthType});
+        keywords.withFileName, recordKeywords(resourceName, keywords));
     if (keywords.andOptionalInfo) applyOptionalInfo(*record, *keywords.andOptionalInfo);
 
     const auto existing = subscriptionInFolder(keywords.withFileName, keywords.inFolder);

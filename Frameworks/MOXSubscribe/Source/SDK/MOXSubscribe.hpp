@@ -4,7 +4,9 @@
 
 #include "SDK/MOXFileSubscription.hpp"
 #include "SDK/MOXFileSubscriptionManager.hpp"
+#include "SDK/MOXFileSubscriptionManagerAdditions.hpp"
 #include "SDK/MOXLaunchAlias.hpp"
+#include "SDK/MOXLaunchRegistrationScope.hpp"
 #include "SDK/MOXNotifications.hpp"
 #include "SDK/MOXPlistSubscription.hpp"
 #include "SDK/MOXPlistSubscriptionManager.hpp"

@@ -40,9 +40,10 @@ struct MOXSubscribeKeywords {
     std::optional<MOXOptionalInfo> andOptionalInfo = std::nullopt;
 };
 
-/// Told of each subscription that could not be updated: its path, why, and a flag that ends the whole update
-/// when it is set.
-using MOXUpdateErrorBlock = std::function<void(const std::string& path, const Error& error, bool& stop)>;
+/// Told of each subscription that could not be updated: its path, why (nil when that is not known), and a
+/// flag that ends the whole update when it is set.
+using MOXUpdateErrorBlock =
+    std::function<void(const std::string& path, const std::optional<Error>& error, bool& stop)>;
 /// Asked for a store's name, given the server name stored in a subscription; nil when it is not known.
 using MOXUpdateStoreNameBlock =
     std::function<std::optional<std::string>(const std::optional<std::string>& serverName)>;

@@ -91,6 +91,8 @@ namespace MOXFileSubscriptionManager {
 /// What a record of the dictionary model asks of the shared manager, and this one does not have.
 inline constexpr std::string_view setSubscription =
     "-[MOXFileSubscriptionManager setSubscription:named:inFolder:]";
+inline constexpr std::string_view updateSubscription =
+    "-[MOXFileSubscriptionManager updateSubscription:storeNameBlock:iconBlock:error:]";
 
 } // namespace MOXFileSubscriptionManager
 

@@ -53,4 +53,8 @@ Error frameworkError(const MOXSubscribeErrorKey& key, const std::optional<Error:
     return moxSubscribeErrorWithKey(key.key, key.code, additionalInfo);
 }
 
+Error::UserInfo underlyingErrorInfo(const Error& error) {
+    return {{std::string(NSUnderlyingErrorKey), std::make_shared<const Error>(error)}};
+}
+
 } // namespace mox

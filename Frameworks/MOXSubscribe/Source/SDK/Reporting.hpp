@@ -53,4 +53,7 @@ Error invalidArgumentError();
 Error frameworkError(const MOXSubscribeErrorKey& key,
                      const std::optional<Error::UserInfo>& additionalInfo = std::nullopt);
 
+/// The additional information of an error that another one, `error`, caused.
+Error::UserInfo underlyingErrorInfo(const Error& error);
+
 } // namespace mox

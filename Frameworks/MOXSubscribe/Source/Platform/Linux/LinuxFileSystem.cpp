@@ -185,6 +185,13 @@ ItemKind LinuxFileSystem::itemKindAtPath(const std::string& path) {
     }
 }
 
+Result<ItemIdentity> LinuxFileSystem::identityOfItem(const std::string& path) {
+    struct ::stat status;
+    if (holdsNul(path)) return readError(path, EINVAL);
+    if (_system.stat(path.c_str(), &status) != 0) return readError(path, errno);
+    return ItemIdentity{status.st_dev, status.st_ino};
+}
+
 Result<Bytes> LinuxFileSystem::contentsOfFile(const std::string& path) {
     if (holdsNul(path)) return readError(path, EINVAL);
     // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.

@@ -17,6 +17,7 @@ public:
     explicit LinuxFileSystem(SystemCalls& system) : _system(system) {}
 
     ItemKind itemKindAtPath(const std::string& path) override;
+    Result<ItemIdentity> identityOfItem(const std::string& path) override;
     Result<Bytes> contentsOfFile(const std::string& path) override;
     Result<void> writeFileAtomically(const std::string& path, ByteView content,
                                      std::optional<FileMode> newFileMode) override;

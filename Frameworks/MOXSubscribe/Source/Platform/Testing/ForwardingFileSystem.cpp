@@ -52,6 +52,11 @@ ItemKind ForwardingFileSystem::itemKindAtPath(const std::string& path) {
     return _target.itemKindAtPath(path);
 }
 
+Result<ItemIdentity> ForwardingFileSystem::identityOfItem(const std::string& path) {
+    if (const auto error = faultFor(FileSystemOperation::ItemIdentity)) return readError(path, *error);
+    return _target.identityOfItem(path);
+}
+
 Result<Bytes> ForwardingFileSystem::contentsOfFile(const std::string& path) {
     if (const auto error = faultFor(FileSystemOperation::ContentsOfFile)) return readError(path, *error);
     return _target.contentsOfFile(path);

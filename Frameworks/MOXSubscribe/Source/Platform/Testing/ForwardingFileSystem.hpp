@@ -12,6 +12,7 @@ namespace mox::test {
 /// The operations of a `FileSystem`.
 enum class FileSystemOperation {
     ItemKind,
+    ItemIdentity,
     ContentsOfFile,
     WriteFileAtomically,
     WriteFileInPlace,
@@ -55,6 +56,7 @@ public:
     void resetCounts();
 
     ItemKind itemKindAtPath(const std::string& path) override;
+    Result<ItemIdentity> identityOfItem(const std::string& path) override;
     Result<Bytes> contentsOfFile(const std::string& path) override;
     Result<void> writeFileAtomically(const std::string& path, ByteView content,
                                      std::optional<FileMode> newFileMode) override;
