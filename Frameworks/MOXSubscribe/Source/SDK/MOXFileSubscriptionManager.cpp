@@ -42,8 +42,8 @@ bool MOXFileSubscriptionManager::subscribeToResource(std::string_view resourceNa
     }
     const LaunchRegistrationBatch batch(platform().launchRegistration);
     if (!createFolderAtPath(keywords.inFolder, error)) return false;
-    const auto record = MOXFileSubscription::subscriptionWithFileName(keywords.withFileName,
-                                                                      recordKeywords(resourceName, keywords));
+    const auto record =
+        subscriptionWithFileName(keywords.withFileName, recordKeywords(resourceName, keywords));
     if (!record) {
         storeError(error, frameworkError(MOXSubscribeUnknownError));
         return false;
@@ -55,6 +55,12 @@ bool MOXFileSubscriptionManager::subscribeToResource(std::string_view resourceNa
     if (!record->writeToFolder(keywords.inFolder, keywords.withFileName, error)) return false;
     updateConvenienceArrays();
     return true;
+}
+
+std::shared_ptr<MOXFileSubscription>
+MOXFileSubscriptionManager::subscriptionWithFileName(const std::string& fileName,
+                                                     const MOXSubscriptionKeywords& keywords) const {
+    return MOXFileSubscription::subscriptionWithFileName(fileName, keywords);
 }
 
 bool MOXFileSubscriptionManager::removeSubscriptionAtPath(std::string_view path,

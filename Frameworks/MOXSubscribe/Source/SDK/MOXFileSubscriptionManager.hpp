@@ -172,6 +172,10 @@ protected:
     void updateConvenienceArraysAtPath(const std::string& path, ConvenienceArrays& arrays,
                                        bool* containsApps) const;
 
+    /// Makes the record of a new subscription; null when that is impossible.
+    virtual std::shared_ptr<MOXFileSubscription>
+    subscriptionWithFileName(const std::string& fileName, const MOXSubscriptionKeywords& keywords) const;
+
     /// Makes a new folder in the user's folder for temporary files, in "/tmp" when the system names none. Its
     /// path; nil when that failed. Only its owner can enter it.
     std::optional<std::string> createTempDirectory();
