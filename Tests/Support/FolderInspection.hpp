@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -12,5 +13,9 @@ std::vector<std::string> namesIn(const std::string& path);
 
 /// The permission bits of what is at `path`, links not followed.
 unsigned modeOf(const std::string& path);
+
+/// Everything below the folder at `path`, by path relative to it: the bytes of a file, "-> " and the target
+/// of a link, "/" for a folder.
+std::map<std::string, std::string> contentsOfTree(const std::string& path);
 
 } // namespace mox::test
