@@ -4,7 +4,8 @@ usage: table.py RESULTS.json
 
 A measurement is named OPERATION/SUBJECT/PARAMETER...; the program gives the parameters' column titles in its context
 "columns", with commas between them. Rows and subjects stand in the order in which they were first measured. A counter
-"bytes" says how much was read or written; where a subject's differs from ours, the ratio says so too.
+"bytes" says how much was read or written; where a subject's differs from ours, the ratio says so too. The time is that
+of the processor, but for measurements that are registered as of real time.
 """
 import json
 import statistics
@@ -25,7 +26,8 @@ subjects = []
 for result in results:
     operation, subject, *parameters = result["name"].split("/")
     row = (*parameters[:len(columns)], operation)
-    duration = result["real_time"] * milliseconds[result["time_unit"]]
+    clock = "real_time" if result["name"].endswith("/real_time") else "cpu_time"
+    duration = result[clock] * milliseconds[result["time_unit"]]
     times.setdefault(row, {}).setdefault(subject, []).append(duration)
     sizes[row, subject] = result.get("bytes", 0)
     if subject not in subjects:
@@ -45,8 +47,9 @@ def ratio(row, medians, peer):
     if peer not in medians or "ours" not in medians:
         return "–"
     text = f"{medians['ours'] / medians[peer]:.2f}"
-    ours, theirs = sizes[row, "ours"], sizes[row, peer]
-    return text if ours == theirs or not theirs else f"{text} at {ours / theirs:.2f} bytes"
+    theirs = sizes[row, peer]
+    length = f"{sizes[row, 'ours'] / theirs:.2f}" if theirs else "1.00"
+    return text if length == "1.00" else f"{text} at {length} bytes"
 
 
 titles = [*columns, "operation", "MB", "runs", *(f"{subject}, ms" for subject in subjects),
