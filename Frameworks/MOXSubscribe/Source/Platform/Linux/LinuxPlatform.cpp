@@ -32,7 +32,8 @@ struct Services {
         fileSystem, systemCalls, bundles, desktopCaches,
         desktopOfThisProcess(userDataFolder(userDirectories.homeDirectory()),
                              userDirectories.homeDirectory())};
-    LinuxFolderEvents folderEvents;
+    WatchCalls watchCalls;
+    LinuxFolderEvents folderEvents{watchCalls};
     LinuxRunLoops runLoops;
     NotificationCenter notificationCenter;
     LinuxSystemVersion systemVersion;
