@@ -1,11 +1,9 @@
 #include "Platform/FileSystemContract.hpp"
 #include "Platform/FileSystemErrors.hpp"
-#include "Platform/Linux/LinuxFileSystem.hpp"
-#include "Platform/Testing/FaultySystemCalls.hpp"
+#include "Platform/LinuxFileSystemStack.hpp"
 #include "Platform/Testing/PowerLossSystemCalls.hpp"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <limits>
@@ -19,11 +17,7 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-struct Stack {
-    SystemCalls system;
-    FaultySystemCalls calls{system};
-    LinuxFileSystem fileSystem{calls};
-};
+using Stack = LinuxFileSystemStack;
 
 INSTANTIATE_TEST_SUITE_P(Linux, FileSystemContract,
                          testing::Values(FileSystemKind{"File_system",
@@ -47,40 +41,6 @@ INSTANTIATE_TEST_SUITE_P(Interrupted, FileSystemContract,
                                                         }}),
                          nameOfKind);
 
-/// As if each two paths were on two devices.
-class EveryPathOnADeviceOfItsOwn : public ForwardingSystemCalls {
-public:
-    using ForwardingSystemCalls::ForwardingSystemCalls;
-    int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
-                  unsigned flags) override {
-        if (sourceFolder != AT_FDCWD) {
-            return ForwardingSystemCalls::renameat2(sourceFolder, source, destinationFolder, destination,
-                                                    flags);
-        }
-        errno = EXDEV;
-        return -1;
-    }
-};
-
-struct StackAcrossDevices {
-    SystemCalls system;
-    EveryPathOnADeviceOfItsOwn calls{system};
-    LinuxFileSystem fileSystem{calls};
-};
-
-// Moves are copies and removals then, and the whole contract holds all the same.
-INSTANTIATE_TEST_SUITE_P(AcrossDevices, FileSystemContract,
-                         testing::Values(FileSystemKind{"Linux_file_system",
-                                                        [] {
-                                                            const auto stack =
-                                                                std::make_shared<StackAcrossDevices>();
-                                                            return std::shared_ptr<FileSystem>(
-                                                                stack, &stack->fileSystem);
-                                                        }}),
-                         nameOfKind);
-
-constexpr std::array errorNumbers = {ENOSPC, EIO, EACCES, EROFS, EDQUOT, EMFILE};
-
 // Twenty bytes at a time, so that there are two writes.
 constexpr std::size_t transferLimit = 20;
 const std::string oldContent = "the old content";
@@ -90,10 +50,6 @@ using enum SystemCall;
 const std::vector<SystemCall> stepsOfAnAtomicWrite = {Open,   Lstat, Getentropy, Open,   Write, Write,
                                                       Fchmod, Fsync, Close,      Rename, Fsync, Close};
 constexpr std::size_t changesOfAnAtomicWrite = 7;
-
-std::size_t openDescriptors() {
-    return namesIn("/proc/self/fd").size();
-}
 
 class LinuxFileSystemTest : public testing::Test {
 protected:
@@ -107,10 +63,6 @@ protected:
 std::optional<Bytes> contentAt(const std::string& path) {
     if (::access(path.c_str(), F_OK) != 0) return std::nullopt;
     return bytesOfFile(path);
-}
-
-bool isTemporary(const std::string& name) {
-    return name.starts_with(".mox-");
 }
 
 TEST_F(LinuxFileSystemTest, An_atomic_write_synchronises_the_file_before_the_rename_and_the_folder_after_it) {

@@ -91,7 +91,13 @@ private:
         const int descriptor = _directories.descriptor();
         // Whether this has helped, the removals will tell.
         if (_extent == Extent::EverythingOwn) _system.fchmod(descriptor, S_IRWXU);
-        if (const ErrorNumber error = listDirectory(_system, descriptor, level.items)) return error;
+        const ErrorNumber error = listDirectory(_system, descriptor, level.items);
+        if (error == ENOENT) {
+            // Somebody else has removed it by now.
+            const ErrorNumber leaveError = _directories.leave();
+            return leaveError != 0 ? leaveError : tolerated(error);
+        }
+        if (error != 0) return error;
         _levels.push_back(std::move(level));
         return 0;
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <utility>
 
 namespace mox::test {
 namespace {
@@ -53,6 +54,12 @@ void FaultySystemCalls::limitTransfers(std::size_t size) {
     _transferLimit = size;
 }
 
+void FaultySystemCalls::actBefore(std::size_t number, std::function<void()> action) {
+    const std::lock_guard lock(_mutex);
+    _callsUntilAction = number;
+    _action = std::move(action);
+}
+
 std::size_t FaultySystemCalls::faultsFired() const {
     const std::lock_guard lock(_mutex);
     return _faultsFired;
@@ -69,8 +76,19 @@ void FaultySystemCalls::resetCalls() {
     _faultsFired = 0;
 }
 
+void FaultySystemCalls::actIfDue() {
+    std::function<void()> action;
+    {
+        const std::lock_guard lock(_mutex);
+        if (_callsUntilAction == 0 || --_callsUntilAction > 0) return;
+        action = std::exchange(_action, nullptr);
+    }
+    if (action) action();
+}
+
 /// Records the call; whether it is to fail, `errno` being set then.
 bool FaultySystemCalls::refuses(SystemCall call, Effect effect) {
+    actIfDue();
     const std::lock_guard lock(_mutex);
     _calls.push_back(call);
     if (_interruptsFirstTries && mayBeInterrupted(call)) {

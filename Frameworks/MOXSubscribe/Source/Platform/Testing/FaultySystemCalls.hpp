@@ -3,6 +3,7 @@
 #include "Platform/Testing/ForwardingFileSystem.hpp"
 #include "Platform/Testing/ForwardingSystemCalls.hpp"
 
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <vector>
@@ -37,9 +38,9 @@ enum class SystemCall {
     Getentropy,
 };
 
-/// System calls that are recorded, of which a test can let some fail, be interrupted or transfer little. A
-/// call that fails changes nothing on the disk, but a descriptor is closed whatever is said about it. Any
-/// thread may use it.
+/// System calls that are recorded, of which a test can let some fail, be interrupted or transfer little, and
+/// before which it can intervene. A call that fails changes nothing on the disk, but a descriptor is closed
+/// whatever is said about it. Any thread may use it.
 class FaultySystemCalls : public ForwardingSystemCalls {
 public:
     using ForwardingSystemCalls::ForwardingSystemCalls;
@@ -64,6 +65,10 @@ public:
 
     /// Lets no read or write transfer more than `size` bytes.
     void limitTransfers(std::size_t size);
+
+    /// Runs `action` just before the `number`-th call from now (1 is the next one), as if somebody else were
+    /// that fast. Replaces the action set before.
+    void actBefore(std::size_t number, std::function<void()> action);
 
     /// How many calls have failed because of `failCall` or `dieAtChange`.
     std::size_t faultsFired() const;
@@ -112,11 +117,14 @@ private:
         FaultDuration duration;
     };
 
+    void actIfDue();
     bool refuses(SystemCall call, Effect effect);
     std::size_t limited(std::size_t size) const;
 
     mutable std::mutex _mutex;
     std::vector<SystemCall> _calls;
+    std::size_t _callsUntilAction = 0;
+    std::function<void()> _action;
     std::optional<Fault> _fault;
     std::size_t _faultsFired = 0;
     bool _interruptsFirstTries = false;

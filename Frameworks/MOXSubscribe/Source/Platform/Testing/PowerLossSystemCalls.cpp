@@ -1,6 +1,9 @@
 #include "Platform/Testing/PowerLossSystemCalls.hpp"
 
+#include <climits>
+
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -13,6 +16,8 @@
 
 namespace mox::test {
 namespace {
+
+constexpr char linkMark = '@';
 
 [[noreturn]] void fail(const std::string& path) {
     throw std::system_error(errno, std::generic_category(), path);
@@ -40,6 +45,13 @@ Bytes contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
 }
 
+Bytes targetOf(const std::string& path) {
+    std::array<char, PATH_MAX> target;
+    const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
+    if (length < 0) fail(path);
+    return {target.data(), static_cast<std::size_t>(length)};
+}
+
 } // namespace
 
 PowerLossSystemCalls::PowerLossSystemCalls(SystemCalls& target, std::string folder)
@@ -64,6 +76,9 @@ void PowerLossSystemCalls::readFolder(const std::string& folder) {
         } else if (S_ISREG(status.st_mode)) {
             const Bytes content = contentOf(path);
             _safe[path] = std::make_shared<File>(File{content, content});
+        } else if (S_ISLNK(status.st_mode)) {
+            const Bytes target = targetOf(path);
+            _safe[path] = std::make_shared<File>(File{target, target, true});
         }
     }
 }
@@ -125,6 +140,7 @@ void PowerLossSystemCalls::noteOpening(int descriptor, const std::string& path, 
         note({.source = std::nullopt, .destination = path, .item = std::make_shared<File>(), .folders = {}});
     }
     const std::shared_ptr<File> file = _current.contains(path) ? _current[path] : nullptr;
+    if (file && file->isLink) return;
     if (file && (flags & O_TRUNC) != 0) file->current.clear();
     _openItems[descriptor] = {path, file, 0};
 }
@@ -140,7 +156,7 @@ std::string PowerLossSystemCalls::pathOf(int folder, const char* path) const {
 PowerLossSystemCalls::State PowerLossSystemCalls::stateOf(const Tree& tree, Survival survival) {
     State state;
     for (const auto& [path, file] : tree) {
-        std::optional<Bytes>& content = state[path];
+        std::optional<Bytes>& content = state[file && file->isLink ? path + linkMark : path];
         if (!file) continue;
         switch (survival) {
         case Survival::Safe:
@@ -210,7 +226,10 @@ void PowerLossSystemCalls::restart(const State& state) {
     if (::nftw(_folder.c_str(), removeItem, openDirectories, FTW_PHYS | FTW_DEPTH) != 0) fail(_folder);
     for (const auto& [relativePath, content] : state) {
         const std::string path = _folder + "/" + relativePath;
-        if (content)
+        if (content && path.ends_with(linkMark)) {
+            const std::string link = path.substr(0, path.size() - 1);
+            if (::symlink(content->c_str(), link.c_str()) != 0) fail(link);
+        } else if (content)
             makeFile(path, *content);
         else if (::mkdir(path.c_str(), 0777) != 0)
             fail(path);
@@ -301,6 +320,20 @@ int PowerLossSystemCalls::mkdirat(int folder, const char* path, mode_t mode) {
     const int result = ForwardingSystemCalls::mkdirat(folder, path, mode);
     const std::lock_guard lock(_mutex);
     if (result == 0) noteNewFolder(pathOf(folder, path));
+    return result;
+}
+
+int PowerLossSystemCalls::symlinkat(const char* target, int folder, const char* path) {
+    const int result = ForwardingSystemCalls::symlinkat(target, folder, path);
+    if (result < 0) return result;
+    const std::lock_guard lock(_mutex);
+    const std::string link = pathOf(folder, path);
+    if (isInside(link)) {
+        note({.source = std::nullopt,
+              .destination = link,
+              .item = std::make_shared<File>(File{target, target, true}),
+              .folders = {}});
+    }
     return result;
 }
 

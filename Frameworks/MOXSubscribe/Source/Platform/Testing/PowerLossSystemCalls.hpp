@@ -25,11 +25,13 @@ namespace mox::test {
 /// threads that change one item do so at their own risk.
 class PowerLossSystemCalls : public ForwardingSystemCalls {
 public:
-    /// What is in a folder, by its path in there: a file's content, nil for a folder.
+    /// What is in a folder, by its path in there: a file's content, nil for a folder. A link is its target,
+    /// with "@" behind its path, which no file's name may end in therefore.
     using State = std::map<std::string, std::optional<Bytes>>;
 
     /// Keeps book of what is in `folder` (an absolute path, spelt as in the calls to come), and takes all
-    /// that is there now as safe. Symbolic links are not minded. `target` must outlive the object.
+    /// that is there now as safe. Links in it must not be on the way to what is used. `target` must outlive
+    /// the object.
     PowerLossSystemCalls(SystemCalls& target, std::string folder);
 
     /// All the states that a power cut now may leave, each once. More than 12 changes of names that are not
@@ -54,15 +56,18 @@ public:
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
                   unsigned flags) override;
     int mkdirat(int folder, const char* path, mode_t mode) override;
+    int symlinkat(const char* target, int folder, const char* path) override;
     int unlinkat(int folder, const char* path, int flags) override;
 
 private:
     struct File {
         Bytes safe;
         Bytes current;
+        /// A link's target comes and goes with its name.
+        bool isLink = false;
     };
 
-    /// The file at a path; null stands for a folder.
+    /// The file or link at a path; null stands for a folder.
     using Tree = std::map<std::string, std::shared_ptr<File>>;
 
     /// A change of names: `destination` gets `item` when there is one, `source` goes when there is one.
