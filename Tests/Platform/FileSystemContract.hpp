@@ -60,4 +60,17 @@ private:
     FileMode _previous;
 };
 
+/// Acts as a user without privileges, whom modes bind, for as long as it lives; `folder` is given to that
+/// user.
+class WithoutPrivileges {
+public:
+    explicit WithoutPrivileges(const ScratchFolder& folder);
+    WithoutPrivileges(const WithoutPrivileges&) = delete;
+    WithoutPrivileges& operator=(const WithoutPrivileges&) = delete;
+    ~WithoutPrivileges();
+
+private:
+    bool _isRoot;
+};
+
 } // namespace mox::test

@@ -128,6 +128,23 @@ TEST(ItemCopy, A_failure_of_any_call_is_told_and_leaves_nothing_behind) {
     }
 }
 
+TEST(ItemCopy, A_failure_leaves_nothing_of_directories_behind_that_may_not_be_written_to) {
+    const std::size_t calls = forEachFault([&](std::size_t number) {
+        const ScratchFolder folder;
+        const WithoutPrivileges user(folder);
+        makeSampleTree(folder, "tree");
+        makeFolder(folder, "destination");
+        EXPECT_EQ(::chmod(folder.path("tree/a").c_str(), 0500), 0);
+        EXPECT_EQ(::chmod(folder.path("tree").c_str(), 0500), 0);
+        LinuxFileSystemStack stack;
+        stack.calls.failCall(std::nullopt, number, EIO, FaultDuration::Once);
+        const auto result = stack.fileSystem.copyItem(folder.path("tree"), folder.path("destination"), "new");
+        EXPECT_EQ(namesIn(folder.path("destination")), result ? Names{"new"} : Names{});
+        return stack.calls.faultsFired() > 0;
+    });
+    EXPECT_GT(calls, 50U);
+}
+
 TEST(ItemCopy, A_failure_of_all_calls_from_any_on_leaves_the_whole_copy_or_none_at_its_place) {
     for (const int errorNumber : errorNumbers) {
         SCOPED_TRACE(testing::Message() << "errno " << errorNumber);
