@@ -1,4 +1,5 @@
 #include "Platform/Linux/LinuxFileSystem.hpp"
+#include "Platform/TreeSamples.hpp"
 #include "Support/FailingAllocations.hpp"
 #include "Support/FolderInspection.hpp"
 #include "Support/ScratchFolder.hpp"
@@ -93,6 +94,70 @@ TEST_F(LinuxFileSystemAllocationTest, Making_folders_without_memory_can_be_tried
         [] {});
     EXPECT_GE(count, 3U);
     EXPECT_EQ(fileSystem.itemKindAtPath(path), ItemKind::Directory);
+}
+
+TEST_F(LinuxFileSystemAllocationTest, A_copy_without_memory_leaves_the_whole_copy_or_nothing) {
+    makeSampleTree(folder, "tree");
+    makeFolder(folder, "destination");
+    const auto original = treeAt(folder.path("tree"));
+    const std::string destination = folder.path("destination");
+    std::size_t copies = 0;
+    const std::size_t count = failEach(
+        [&] {
+            const Result<std::string> result = fileSystem.copyItem(folder.path("tree"), destination, "new");
+            EXPECT_TRUE(result);
+        },
+        [&] {
+            const Names names = namesIn(destination);
+            EXPECT_TRUE(names == Names{} || names == Names{"new"});
+            if (names.empty()) return;
+            ++copies;
+            EXPECT_EQ(treeAt(destination + "/new"), original);
+        });
+    EXPECT_GE(count, 12U);
+    EXPECT_EQ(copies, 1U);
+    EXPECT_EQ(treeAt(folder.path("tree")), original);
+}
+
+TEST_F(LinuxFileSystemAllocationTest, A_removal_without_memory_can_be_tried_again) {
+    makeSampleTree(folder, "tree");
+    makeFolder(folder, "outside");
+    makeLink(folder, "tree/a/out", "../../outside");
+    const std::size_t count = failEach(
+        [&] {
+            const Result<void> result = fileSystem.removeItem(folder.path("tree"));
+            EXPECT_TRUE(result);
+        },
+        [] {});
+    EXPECT_GE(count, 8U);
+    EXPECT_EQ(namesIn(folder.path()), Names{"outside"});
+}
+
+TEST_F(LinuxFileSystemAllocationTest, A_listing_without_memory_leaves_no_directory_open) {
+    makeSampleTree(folder, "tree");
+    std::vector<DirectoryEntry> entries;
+    const std::size_t count = failEach(
+        [&] {
+            Result<std::vector<DirectoryEntry>> result = fileSystem.contentsOfDirectory(folder.path("tree"));
+            ASSERT_TRUE(result);
+            entries = std::move(*result);
+        },
+        [] {});
+    EXPECT_GE(count, 2U);
+    EXPECT_EQ(entries.size(), 3U);
+}
+
+TEST_F(LinuxFileSystemAllocationTest, A_temporary_directory_without_memory_is_made_only_when_it_is_told) {
+    std::size_t made = 0;
+    failEach(
+        [&] {
+            const Result<std::string> result =
+                fileSystem.createTemporaryDirectory(folder.path("long.name.XXXXXX"));
+            EXPECT_TRUE(result);
+            ++made;
+        },
+        [&] { EXPECT_EQ(namesIn(folder.path()).size(), made); });
+    EXPECT_EQ(made, 1U);
 }
 
 } // namespace

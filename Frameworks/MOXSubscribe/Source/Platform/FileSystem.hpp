@@ -93,7 +93,8 @@ public:
     /// themselves. Within a file system this is one rename: on failure both are as they were, nothing is
     /// synchronised, and after a power cut the item is at one of the two. Across file systems the item is
     /// copied as `copyItem` does, then the source is removed; when only that removal fails, the result is its
-    /// error, the copy is whole and stays, and what could not be removed of the source stays.
+    /// error, the copy is whole and stays, and what could not be removed of the source stays. At every
+    /// instant, also after a power cut, the item is whole at one of the two paths at least.
     virtual Result<void> moveItem(const std::string& source, const std::string& destination) = 0;
 
     /// The entries of the directory at `path` (links followed) without "." and "..", in the order in which
@@ -102,13 +103,17 @@ public:
 
     /// Removes what is at `path`, a directory with all in it. A link is removed itself, never what it leads
     /// to, also when links are put in place meanwhile. Never crosses into another file system: a mount point
-    /// below `path` is a failure (EXDEV below 512). After a failure what could be removed before it is gone.
+    /// at or below `path` is a failure (EXDEV below 512), and nothing in it is touched. A path that ends in
+    /// "." or ".." is refused (EINVAL below 512). What somebody else removes meanwhile is no failure. The
+    /// removal ends at the first failure: what it has removed before is gone. It is not synchronised.
     virtual Result<void> removeItem(const std::string& path) = 0;
 
-    /// Removes the directory at `path` if it is almost empty, bottom-up: directories in it that are almost
-    /// empty, symbolic links that lead to a directory (the links themselves), and whatever is named exactly
-    /// ".DS_Store", with all in it. Anything else stays, and is the failure (ENOTEMPTY below 512); what was
-    /// removed before it is gone.
+    /// Removes the directory at `path`, or the link at `path` that leads to one, if it is almost empty,
+    /// bottom-up: directories in it that are almost empty, symbolic links that lead to a directory (the links
+    /// themselves), and whatever is named exactly ".DS_Store", with all in it. Anything else stays,
+    /// directories with a package's name included, and is the failure (ENOTEMPTY below 512); what was removed
+    /// before it is gone. What is no directory at `path` itself is refused with ENOTDIR. Mount points, dots
+    /// and what somebody else removes meanwhile are as for `removeItem`.
     virtual Result<void> removeAlmostEmptyDirectory(const std::string& path) = 0;
 
     /// Copies what is at `source`, a directory with all in it, into `folder` under the new name `name`, and
@@ -117,15 +122,18 @@ public:
     /// replaced. The copy is made under a hidden name in `folder`, on the disk before it is renamed: the
     /// copy's path holds nothing or the whole copy at every instant, also after a crash. Permission bits are
     /// kept but for set-user-ID, set-group-ID and sticky; links are copied as links. What is neither file,
-    /// directory nor link is a failure. After a failure nothing is left in `folder`.
+    /// directory nor link is a failure, and so is a copy into its own source (EINVAL below 512). Times and
+    /// owners are the copy's own. Errors bear the copy's path when something is there, else the source's.
+    /// After a failure nothing is left in `folder`, except where the system refuses its removal too: then the
+    /// hidden copy, or, when only its new name could not be synchronised, the whole copy at its path.
     virtual Result<std::string> copyItem(const std::string& source, const std::string& folder,
                                          const std::string& name) = 0;
 
     /// Makes sure that moving the item at `source` to `destination` can be one rename. When they are in one
     /// file system that is so already, and the result is `source`. Otherwise the item is copied, as
     /// `copyItem` does, under a hidden name into the folder of `destination`, and the result is the copy's
-    /// path; the source stays. Errors bear the source's path. The caller removes a copy that it does not
-    /// move.
+    /// path; the source stays. Two mounts of one file system count as two. Errors bear the source's path. The
+    /// caller removes a copy that it does not move.
     virtual Result<std::string> stageForMove(const std::string& source, const std::string& destination) = 0;
 
     /// Makes a new, empty directory that only its owner can enter, at `pathTemplate` with the six "X" at its

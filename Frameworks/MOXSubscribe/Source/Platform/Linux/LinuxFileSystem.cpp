@@ -201,11 +201,11 @@ Result<void> LinuxFileSystem::removeAlmostEmptyDirectory(const std::string& path
 
 Result<std::string> LinuxFileSystem::copyItem(const std::string& source, const std::string& folder,
                                               const std::string& name) {
-    const ErrorNumber error = copyIntoFolder(_system, source, folder, name);
-    if (error != 0 && error != EEXIST) return writeError(source, error);
+    // Made first: once there is a copy, nothing more may fail.
     std::string copy = stringByAppendingPathComponent(folder, name);
-    if (error != 0) return writeError(copy, error);
-    return copy;
+    const ErrorNumber error = copyIntoFolder(_system, source, folder, name);
+    if (error == 0) return copy;
+    return writeError(error == EEXIST ? copy : source, error);
 }
 
 Result<std::string> LinuxFileSystem::stageForMove(const std::string& source, const std::string& destination) {

@@ -7,10 +7,11 @@ namespace mox {
 
 /// The disk through Linux's system calls.
 ///
-/// A file written atomically is made first as a hidden neighbour of its target, named ".mox-" and 32 random
-/// hexadecimal digits; only a crash leaves one behind. What makes a folder or a file durable is fsync(2) of
-/// it and of the folder that names it; a file system that cannot synchronise a folder (EINVAL) is believed to
-/// need none of that.
+/// A file written atomically, or a copy, is made first as a hidden neighbour of its target, named ".mox-" and
+/// 32 random hexadecimal digits; only a crash leaves one behind. Trees are walked relative to open
+/// directories, of which few are open at a time, and on the heap: neither their depth nor links put in place
+/// meanwhile matter. What makes a folder or a file durable is fsync(2) of it and of the folder that names it;
+/// a file system that cannot synchronise a folder (EINVAL) is believed to need none of that.
 class LinuxFileSystem : public FileSystem {
 public:
     /// Makes every call through `system`, which must outlive the object.

@@ -48,7 +48,7 @@ private:
             struct ::stat status;
             if (_system.fstatat(_sources.descriptor(), source, &status, AT_SYMLINK_NOFOLLOW) < 0)
                 return errno;
-            type = IFTODT(status.st_mode);
+            type = static_cast<unsigned char>(IFTODT(status.st_mode));
         }
         switch (type) {
         case DT_DIR:
