@@ -163,10 +163,13 @@ bool MOXFileSubscriptionManager::renameFolderAtPath(std::string_view path, std::
 bool MOXFileSubscriptionManager::removeFolderAtPath(std::string_view path, bool onlyIfEmpty,
                                                     std::optional<Error>* error) {
     if (!onlyIfEmpty) return deleteItem(path, error);
+    const LaunchRegistrationBatch batch(platform().launchRegistration);
     const std::string folder(path);
     FileSystem& fileSystem = platform().fileSystem;
     if (!isAlmostEmptyDirectory(fileSystem, folder)) return false;
-    return succeeded(fileSystem.removeAlmostEmptyDirectory(folder), error);
+    const bool isRemoved = succeeded(fileSystem.removeAlmostEmptyDirectory(folder), error);
+    if (isRemoved) platform().launchRegistration.bundleRemoved(folder);
+    return isRemoved;
 }
 
 // Items
