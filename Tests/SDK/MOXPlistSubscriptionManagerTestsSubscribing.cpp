@@ -305,7 +305,7 @@ TEST_F(SubscribingInThePlistStore, The_batch_update_of_this_model_does_nothing) 
     const auto store = open(node({{"a", node({}, {{"One", entry()}})}}));
     int calls = 0;
     store->updateSubscriptionsAtPathsStoreNameHandler(
-        {"a/One", "missing"}, [&](const std::string&, const Error&, bool&) { ++calls; },
+        {"a/One", "missing"}, [&](const std::string&, const std::optional<Error>&, bool&) { ++calls; },
         [&](const std::optional<std::string>&) { return ++calls, std::nullopt; },
         [&](const std::shared_ptr<MOXSubscription>&) { return ++calls, std::nullopt; });
     EXPECT_EQ(calls, 0);
