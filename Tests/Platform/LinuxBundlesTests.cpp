@@ -70,6 +70,11 @@ TEST_F(LinuxBundlesTest,
               "/o/A.app/Contents/Helpers/B.app");
 }
 
+TEST_F(LinuxBundlesTest, The_main_bundle_may_have_the_name_of_any_package) {
+    EXPECT_EQ(bundles(program("/o/A.APP/Contents/MacOS/A")).mainBundlePath(), "/o/A.APP");
+    EXPECT_EQ(bundles(program("/o/A.bundle/Contents/MacOS/A")).mainBundlePath(), "/o/A.bundle");
+}
+
 TEST_F(LinuxBundlesTest, The_main_bundle_is_else_the_folder_of_the_program) {
     EXPECT_EQ(bundles(program("/usr/bin/tool")).mainBundlePath(), "/usr/bin");
     EXPECT_EQ(bundles(program("/o/A.app/MacOS/A")).mainBundlePath(), "/o/A.app/MacOS");

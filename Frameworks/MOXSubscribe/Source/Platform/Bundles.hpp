@@ -12,8 +12,8 @@ class Bundles {
 public:
     virtual ~Bundles() = default;
 
-    /// The path of the running program's bundle: the innermost application bundle that holds it, else the
-    /// folder that the program is in.
+    /// The path of the running program's bundle: the innermost package that holds it in `Contents`, else
+    /// the folder that the program is in.
     virtual std::string mainBundlePath() const = 0;
 
     /// The path of the framework's own bundle. It is found beside the library or under the installation's

@@ -6,6 +6,7 @@
 
 #include "Formats/PropertyListReading.hpp"
 #include "Foundation/PathRules.hpp"
+#include "Platform/PackageNames.hpp"
 
 #include <algorithm>
 #include <array>
@@ -104,7 +105,7 @@ std::string LinuxBundles::mainBundlePath() const {
     std::string inner = programFolder;
     while (lastPathComponent(inner) != inner) {
         std::string outer = stringByDeletingLastPathComponent(inner);
-        if (lastPathComponent(inner) == "Contents" && pathExtension(outer) == "app") return outer;
+        if (lastPathComponent(inner) == "Contents" && isPackageName(outer)) return outer;
         inner = std::move(outer);
     }
     return programFolder;
