@@ -262,6 +262,39 @@ TEST_F(FileSubscriptionWriting, Any_package_with_an_alias_of_the_type_is_refresh
     EXPECT_EQ(*infoPlistOf(stub).string("CFBundleIdentifier"), "com.korvan.TarvioAlias-Farm-Word");
 }
 
+TEST_F(FileSubscriptionWriting, A_stub_elsewhere_is_refreshed_through_a_link) {
+    makeTemplates();
+    const std::string other = makeFolder("Other");
+    ASSERT_TRUE(made()->writeToFolder(other, ""));
+    ASSERT_EQ(::symlink("../Other/Word.app", stub.c_str()), 0);
+    const auto record = MOXFileSubscription::subscriptionWithFileName(
+        "Word.app", {.resourceName = "Farm:Other", .type = MOXSubscriptionType::Application});
+    EXPECT_TRUE(write(record));
+    EXPECT_EQ(record->path(), stub);
+    EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(other + "/Word.app")->resourceName(), "Farm:Other");
+}
+
+TEST_F(FileSubscriptionWriting, A_quote_in_a_description_takes_all_descriptions_away) {
+    makeTemplates();
+    const auto record = made();
+    record->setFileTypes({{{.group = "A", .extensions = {".a"}, .description = "Plain"},
+                           {.group = "B", .extensions = {".b"}, .description = "The \"quoted\" one"}}});
+    EXPECT_TRUE(write(record));
+    EXPECT_EQ(logLines(), Lines());
+    const auto types = MOXFileSubscription::subscriptionWithPath(stub)->fileTypes();
+    EXPECT_EQ(types,
+              (std::vector<MOXFileType>{{.group = "A", .extensions = {".a"}, .description = std::nullopt},
+                                        {.group = "B", .extensions = {".b"}, .description = std::nullopt}}));
+}
+
+TEST_F(FileSubscriptionWriting, A_type_without_a_description_is_read_back_with_the_text_for_nil) {
+    makeTemplates();
+    const auto record = made();
+    record->setFileTypes({{{.group = "A", .extensions = {".a"}, .description = std::nullopt}}});
+    EXPECT_TRUE(write(record));
+    EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(stub)->fileTypes()->front().description, "(null)");
+}
+
 TEST_F(FileSubscriptionWriting, A_stub_of_the_other_type_is_in_the_way_and_stays_untouched) {
     makeTemplates();
     ASSERT_TRUE(write(madeDesktop()));
