@@ -136,7 +136,8 @@ std::int32_t systemVersionPart(SystemVersionPart part) {
     return currentPlatform().systemVersion.part(part).value_or(0);
 }
 
-/// Whether the system is one of the single line whose stubs get small pictures only, 10.6.8 and later of 10.6.
+/// Whether the system is one of the single line whose stubs get small pictures only, 10.6.8 and later
+/// of 10.6.
 bool takesSmallIconsOnly() {
     return systemVersionPart(SystemVersionPart::Major) == 10 &&
            systemVersionPart(SystemVersionPart::Minor) == 6 &&
