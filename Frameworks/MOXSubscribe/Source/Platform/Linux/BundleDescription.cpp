@@ -4,14 +4,13 @@
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/StringsFile.hpp"
 #include "Foundation/PathRules.hpp"
+#include "Platform/Linux/OptionalFile.hpp"
 
 #include <cerrno>
 #include <utility>
 
 namespace mox {
 namespace {
-
-constexpr Error::Code noSuchFileOnReading = 260;
 
 using Strings = std::map<std::string, std::string, std::less<>>;
 
@@ -121,13 +120,6 @@ Result<BundleDescription> descriptionOfBundle(const std::string& path, FileSyste
     description.icon = iconNamed(textIn(information, "CFBundleIconFile"), reader);
     if (reader.error()) return *reader.error();
     return description;
-}
-
-Result<std::optional<Bytes>> contentsOfFileIfPresent(FileSystem& fileSystem, const std::string& path) {
-    Result<Bytes> bytes = fileSystem.contentsOfFile(path);
-    if (bytes) return std::optional(*std::move(bytes));
-    if (bytes.error().code() == noSuchFileOnReading) return std::optional<Bytes>();
-    return bytes.error();
 }
 
 } // namespace mox

@@ -37,7 +37,4 @@ struct BundleDescription {
 Result<BundleDescription> descriptionOfBundle(const std::string& path, FileSystem& fileSystem,
                                               const Bundles& bundles);
 
-/// The content of the file at `path`; nil when nothing is there.
-Result<std::optional<Bytes>> contentsOfFileIfPresent(FileSystem& fileSystem, const std::string& path);
-
 } // namespace mox

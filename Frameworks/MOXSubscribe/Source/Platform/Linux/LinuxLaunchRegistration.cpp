@@ -5,6 +5,7 @@
 #include "Formats/MIMEPackage.hpp"
 #include "Formats/SHA256.hpp"
 #include "Foundation/PathRules.hpp"
+#include "Platform/Linux/OptionalFile.hpp"
 
 #include <algorithm>
 #include <array>
@@ -190,7 +191,10 @@ Result<void> LinuxLaunchRegistration::write(const std::string& bundle) {
     const Result<std::optional<Bytes>> knownEntry =
         contentsOfFileIfPresent(_fileSystem, entryFile(registration.name).path);
     if (!knownEntry) return knownEntry.error();
-    if (*knownEntry && bundleOfDesktopEntry(**knownEntry) != bundle) return Error::posix(EEXIST);
+    // A link that leads nowhere has no content, but is somebody's all the same.
+    const bool isOurs = *knownEntry ? bundleOfDesktopEntry(**knownEntry) == bundle
+                                    : isGone(entryFile(registration.name).path);
+    if (!isOurs) return Error::posix(EEXIST);
 
     const Result<BundleDescription> description = descriptionOfBundle(bundle, _fileSystem, _bundles);
     if (!description) return description.error();
@@ -202,7 +206,7 @@ Result<void> LinuxLaunchRegistration::write(const std::string& bundle) {
                           .documentTypes = {}};
     if (description->icon) registration.icons = iconFiles(*description->icon);
     if (!registration.icons.empty()) registration.entry.icon = registration.name;
-    addDocumentTypes(*description, registration);
+    if (Result<void> added = addDocumentTypes(*description, registration); !added) return added;
     std::optional<Bytes> text = desktopEntryText(registration.entry);
     if (!text) return Error::posix(EINVAL);
     registration.entryText = *std::move(text);
@@ -269,8 +273,8 @@ void LinuxLaunchRegistration::removeRegistration(const std::string& name) {
 
 /// Lists the types of the bundle's documents. A type that the desktop knows is left out when a program opens
 /// it that was not chosen for it by anybody: being listed would make the bundle the default program.
-void LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& description,
-                                               Registration& registration) {
+Result<void> LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& description,
+                                                       Registration& registration) {
     std::set<std::string> listed;
     const auto list = [&](const std::string& type) {
         const bool isNew = listed.insert(type).second;
@@ -280,7 +284,9 @@ void LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& descript
     for (const BundleDescription::DocumentType& documents : description.documentTypes) {
         for (const std::string& extension : documents.extensions) {
             if (!isExtensionOfFiles(extension)) continue;
-            const auto& [database, handlers] = documentKnowledge();
+            const Result<const DocumentKnowledge*> knowledge = documentKnowledge();
+            if (!knowledge) return knowledge.error();
+            const auto& [database, handlers] = **knowledge;
             const std::vector<std::string> types = database.typesOfExtension(extension);
             for (const std::string& type : types) {
                 const std::vector<std::string> lineage = database.lineageOfType(type);
@@ -295,20 +301,22 @@ void LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& descript
                 registration.types.push_back({type, documents.description, withSmallLetters(extension)});
         }
     }
+    return {};
 }
 
-const LinuxLaunchRegistration::DocumentKnowledge& LinuxLaunchRegistration::documentKnowledge() {
-    if (!_documentKnowledge) {
-        std::vector<std::string> folders = _surroundings.sharedDataFolders;
-        folders.insert(folders.begin(), _surroundings.dataFolder);
-        MIMEDatabase database(_fileSystem, folders, generatedTypePrefix);
-        MIMEHandlers handlers(_fileSystem,
-                              {folders, _surroundings.configurationFolders, _surroundings.desktops}, database,
-                              namePrefix);
-        _documentKnowledge = std::make_unique<const DocumentKnowledge>(
-            DocumentKnowledge{std::move(database), std::move(handlers)});
-    }
-    return *_documentKnowledge;
+Result<const LinuxLaunchRegistration::DocumentKnowledge*> LinuxLaunchRegistration::documentKnowledge() {
+    if (_documentKnowledge) return _documentKnowledge.get();
+    std::vector<std::string> folders = _surroundings.sharedDataFolders;
+    folders.insert(folders.begin(), _surroundings.dataFolder);
+    Result<MIMEDatabase> database = MIMEDatabase::read(_fileSystem, folders, generatedTypePrefix);
+    if (!database) return database.error();
+    Result<MIMEHandlers> handlers =
+        MIMEHandlers::read(_fileSystem, {folders, _surroundings.configurationFolders, _surroundings.desktops},
+                           *database, namePrefix);
+    if (!handlers) return handlers.error();
+    _documentKnowledge = std::make_unique<const DocumentKnowledge>(
+        DocumentKnowledge{*std::move(database), *std::move(handlers)});
+    return _documentKnowledge.get();
 }
 
 bool LinuxLaunchRegistration::isKnown(const std::string& bundle) {

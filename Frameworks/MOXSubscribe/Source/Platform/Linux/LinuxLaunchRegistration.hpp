@@ -76,8 +76,8 @@ private:
     Result<void> putFile(const File& file, const std::optional<Bytes>& content);
     Result<void> removeFile(const File& file);
     void removeRegistration(const std::string& name);
-    void addDocumentTypes(const BundleDescription& description, Registration& registration);
-    const DocumentKnowledge& documentKnowledge();
+    Result<void> addDocumentTypes(const BundleDescription& description, Registration& registration);
+    Result<const DocumentKnowledge*> documentKnowledge();
     bool isKnown(const std::string& bundle);
     std::vector<std::string> knownBundles();
     std::vector<std::string> knownBundlesAtOrBelow(const std::string& path);

@@ -1,8 +1,9 @@
 #include "Platform/Linux/MIMEDatabase.hpp"
 
+#include "Platform/Linux/OptionalFile.hpp"
+
 #include <algorithm>
 #include <charconv>
-#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -27,15 +28,22 @@ bool isTypeName(std::string_view name) {
 
 } // namespace
 
-MIMEDatabase::MIMEDatabase(FileSystem& fileSystem, const std::vector<std::string>& dataFolders,
-                           std::string_view ignoredPrefix) {
+Result<MIMEDatabase> MIMEDatabase::read(FileSystem& fileSystem, const std::vector<std::string>& dataFolders,
+                                        std::string_view ignoredPrefix) {
+    MIMEDatabase database;
     // Backwards, since a preferred folder may take back what the others say of a type.
     for (auto folder = dataFolders.rbegin(); folder != dataFolders.rend(); ++folder) {
-        if (const auto text = fileSystem.contentsOfFile(*folder + "/mime/globs2"))
-            readPatterns(*text, ignoredPrefix);
-        if (const auto text = fileSystem.contentsOfFile(*folder + "/mime/subclasses")) readSubclasses(*text);
-        if (const auto text = fileSystem.contentsOfFile(*folder + "/mime/aliases")) readAliases(*text);
+        const auto patterns = contentsOfFileIfPresent(fileSystem, *folder + "/mime/globs2");
+        if (!patterns) return patterns.error();
+        const auto subclasses = contentsOfFileIfPresent(fileSystem, *folder + "/mime/subclasses");
+        if (!subclasses) return subclasses.error();
+        const auto aliases = contentsOfFileIfPresent(fileSystem, *folder + "/mime/aliases");
+        if (!aliases) return aliases.error();
+        database.readPatterns(patterns->value_or(Bytes()), ignoredPrefix);
+        database.readSubclasses(subclasses->value_or(Bytes()));
+        database.readAliases(aliases->value_or(Bytes()));
     }
+    return database;
 }
 
 /// Lines are "WEIGHT:TYPE:PATTERN" or "WEIGHT:TYPE:PATTERN:FLAGS".
@@ -80,6 +88,15 @@ void MIMEDatabase::readAliases(std::string_view text) {
 }
 
 std::vector<std::string> MIMEDatabase::typesOfExtension(std::string_view extension) const {
+    while (!extension.empty()) {
+        std::vector<std::string> types = typesOfExactExtension(extension);
+        if (!types.empty()) return types;
+        (void)takeUntil(extension, '.');
+    }
+    return {};
+}
+
+std::vector<std::string> MIMEDatabase::typesOfExactExtension(std::string_view extension) const {
     std::vector<std::string> types;
     const auto [begin, end] = _patterns.equal_range(withSmallLetters(extension));
     std::optional<int> highest;

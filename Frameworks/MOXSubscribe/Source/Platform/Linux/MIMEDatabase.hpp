@@ -12,13 +12,13 @@ namespace mox {
 /// The desktop's shared MIME database: which types of documents there are, as it was read once.
 class MIMEDatabase {
 public:
-    /// Reads "mime" in each of `dataFolders`, the preferred one first. What cannot be read tells nothing.
-    /// Types whose names begin with `ignoredPrefix` are left out.
-    MIMEDatabase(FileSystem& fileSystem, const std::vector<std::string>& dataFolders,
-                 std::string_view ignoredPrefix);
+    /// Reads "mime" in each of `dataFolders`, the preferred one first; what is not there tells nothing. Types
+    /// whose names begin with `ignoredPrefix` are left out.
+    static Result<MIMEDatabase> read(FileSystem& fileSystem, const std::vector<std::string>& dataFolders,
+                                     std::string_view ignoredPrefix);
 
-    /// The types of files whose names end in "." and `extension`, the most important ones alone: several
-    /// only when their importance is the same.
+    /// The types of files whose names end in "." and `extension`: those of the longest ending that is known,
+    /// and of these the most important ones alone. Several only when their importance is the same.
     std::vector<std::string> typesOfExtension(std::string_view extension) const;
 
     /// `type` and all the types that it is a kind of, each once. A kind of text is plain text too.
@@ -35,6 +35,8 @@ private:
         bool isCaseSensitive;
     };
 
+    MIMEDatabase() = default;
+    std::vector<std::string> typesOfExactExtension(std::string_view extension) const;
     void readPatterns(std::string_view text, std::string_view ignoredPrefix);
     void readSubclasses(std::string_view text);
     void readAliases(std::string_view text);

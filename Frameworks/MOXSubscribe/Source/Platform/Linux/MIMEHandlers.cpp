@@ -1,5 +1,7 @@
 #include "Platform/Linux/MIMEHandlers.hpp"
 
+#include "Platform/Linux/OptionalFile.hpp"
+
 #include <algorithm>
 #include <functional>
 
@@ -41,8 +43,9 @@ std::vector<std::string> listsOfChoicesIn(const std::string& folder,
 
 } // namespace
 
-MIMEHandlers::MIMEHandlers(FileSystem& fileSystem, const Places& places, const MIMEDatabase& database,
-                           std::string_view ignoredPrefix) {
+Result<MIMEHandlers> MIMEHandlers::read(FileSystem& fileSystem, const Places& places,
+                                        const MIMEDatabase& database, std::string_view ignoredPrefix) {
+    MIMEHandlers handlers;
     std::vector<std::string> applicationFolders;
     for (const std::string& folder : places.dataFolders)
         applicationFolders.push_back(folder + "/applications");
@@ -51,12 +54,12 @@ MIMEHandlers::MIMEHandlers(FileSystem& fileSystem, const Places& places, const M
             return fileSystem.itemKindAtPath(folder + "/" + std::string(program)) == ItemKind::File;
         });
     };
-    const LineReader read = [&](std::string_view group, std::string_view type, std::string_view program) {
+    const LineReader note = [&](std::string_view group, std::string_view type, std::string_view program) {
         if (group == "Default Applications") {
-            if (isInstalled(program)) _typesWithDefault.emplace(type);
+            if (isInstalled(program)) handlers._typesWithDefault.emplace(type);
         } else if (group == "Added Associations" || group == "MIME Cache") {
             if (!program.starts_with(ignoredPrefix))
-                _typesWithHandler.insert(database.properNameOfType(std::string(type)));
+                handlers._typesWithHandler.insert(database.properNameOfType(std::string(type)));
         }
     };
 
@@ -70,8 +73,11 @@ MIMEHandlers::MIMEHandlers(FileSystem& fileSystem, const Places& places, const M
     for (const std::string& folder : applicationFolders)
         lists.push_back(folder + "/mimeinfo.cache");
     for (const std::string& list : lists) {
-        if (const auto text = fileSystem.contentsOfFile(list)) readAssociations(*text, read);
+        const auto text = contentsOfFileIfPresent(fileSystem, list);
+        if (!text) return text.error();
+        readAssociations(text->value_or(Bytes()), note);
     }
+    return handlers;
 }
 
 } // namespace mox

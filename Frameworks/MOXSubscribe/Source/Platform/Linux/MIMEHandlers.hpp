@@ -3,7 +3,6 @@
 #include "Platform/FileSystem.hpp"
 #include "Platform/Linux/MIMEDatabase.hpp"
 
-#include <map>
 #include <set>
 #include <string>
 #include <string_view>
@@ -25,10 +24,10 @@ public:
         std::vector<std::string> desktops;
     };
 
-    /// Reads the lists at `places`; what cannot be read tells nothing. Programs whose entries' names begin
-    /// with `ignoredPrefix` are no handlers. `database` is only used meanwhile.
-    MIMEHandlers(FileSystem& fileSystem, const Places& places, const MIMEDatabase& database,
-                 std::string_view ignoredPrefix);
+    /// Reads the lists at `places`; what is not there tells nothing. Programs whose entries' names begin with
+    /// `ignoredPrefix` are no handlers. `database` is only used meanwhile.
+    static Result<MIMEHandlers> read(FileSystem& fileSystem, const Places& places,
+                                     const MIMEDatabase& database, std::string_view ignoredPrefix);
 
     /// Whether documents of `type`, by just that name, have a default program that was chosen and is
     /// installed.
@@ -38,6 +37,8 @@ public:
     bool hasHandler(const std::string& type) const { return _typesWithHandler.contains(type); }
 
 private:
+    MIMEHandlers() = default;
+
     std::set<std::string, std::less<>> _typesWithDefault;
     std::set<std::string, std::less<>> _typesWithHandler;
 };
