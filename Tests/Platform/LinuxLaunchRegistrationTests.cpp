@@ -1,5 +1,5 @@
+#include "Formats/DesktopEntryReading.hpp"
 #include "Formats/ImageCoding.hpp"
-#include "Platform/Linux/SystemCalls.hpp"
 #include "Platform/StubDesktop.hpp"
 #include "Support/FolderInspection.hpp"
 
@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <unistd.h>
 
 namespace mox {
@@ -161,6 +162,15 @@ TEST_F(LinuxLaunchRegistrationTest, A_copy_of_an_entry_under_another_name_belong
     EXPECT_EQ(test::namesIn(desktop.dataFolder + "/applications"), names);
 }
 
+TEST_F(LinuxLaunchRegistrationTest, A_link_in_the_entry_s_place_that_leads_nowhere_is_left_alone) {
+    const std::string stub = registerStub("Word.app");
+    const std::string entry = desktop.dataFolder + "/" + desktop.pathsOfFiles(".desktop").at(0);
+    registration.bundleRemoved(stub);
+    ASSERT_EQ(::symlink("nowhere", entry.c_str()), 0);
+    EXPECT_EQ(registration.registerBundle(stub), EEXIST);
+    EXPECT_EQ(::unlink(entry.c_str()), 0);
+}
+
 TEST_F(LinuxLaunchRegistrationTest, What_cannot_be_registered_is_told_by_an_errno_value) {
     EXPECT_EQ(registration.registerBundle(desktop.applications + "/None.app"), ENOENT);
     EXPECT_EQ(registration.registerBundle("Relative.app"), EINVAL);
@@ -290,6 +300,224 @@ TEST_F(LinuxLaunchRegistrationTest, Only_the_caches_of_what_changed_are_refreshe
     EXPECT_TRUE(desktop.caches.refreshes[0].entries);
     EXPECT_FALSE(desktop.caches.refreshes[0].icons);
     EXPECT_FALSE(desktop.caches.refreshes[0].types);
+}
+
+// Types of documents.
+
+class DocumentTypesTest : public LinuxLaunchRegistrationTest {
+protected:
+    void know(const std::string& globs) { desktop.writeFile(desktop.sharedFolder + "/mime/globs2", globs); }
+    void handle(const std::string& lines) {
+        desktop.writeFile(desktop.sharedFolder + "/applications/mimeinfo.cache", "[MIME Cache]\n" + lines);
+    }
+
+    /// The list of types in the entry of a stub that opens files with `extensions`; nil without a list.
+    std::optional<std::string> listedFor(const std::vector<std::string>& extensions) {
+        registerStub("Word.app", {.documentTypes = {{"Words", extensions}}});
+        return desktop.lineOfOnlyEntry("MimeType");
+    }
+
+    bool hasPackage() { return !desktop.pathsOfFiles(".xml").empty(); }
+};
+
+TEST_F(DocumentTypesTest, A_known_extension_has_the_desktop_s_own_type_and_no_package) {
+    know("50:a/words:*.words\n");
+    EXPECT_EQ(listedFor({"words"}), "a/words;");
+    EXPECT_FALSE(hasPackage());
+}
+
+TEST_F(DocumentTypesTest, An_unknown_extension_gets_a_generated_type_with_the_description_of_the_strings) {
+    registerStub("Word.app", {.documentTypes = {{"Words", {"XyzWord", "xyz w"}, "Documents with words"},
+                                                {"Secret", {"sec"}}}});
+    const std::string type = "application/x-moxsubscribe-[0-9a-f]{32}";
+    EXPECT_THAT(desktop.lineOfOnlyEntry("MimeType").value_or("none"),
+                testing::MatchesRegex("(" + type + ";){3}"));
+    const std::vector<std::string> packages = desktop.pathsOfFiles(".xml");
+    ASSERT_THAT(packages, ElementsAre("mime/packages/" + nameOfOnlyEntry() + ".xml"));
+    const std::string package = desktop.files().at(packages[0]);
+    EXPECT_THAT(package,
+                HasSubstr("<comment>Documents with words</comment>\n    <glob pattern=\"*.xyzword\"/>"));
+    EXPECT_THAT(package,
+                HasSubstr("<comment>Documents with words</comment>\n    <glob pattern=\"*.xyz w\"/>"));
+    EXPECT_THAT(package, HasSubstr("<comment>Secret</comment>\n    <glob pattern=\"*.sec\"/>"));
+}
+
+TEST_F(DocumentTypesTest, The_generated_type_of_an_extension_is_the_same_in_every_stub) {
+    const auto first = listedFor({"xyzword"});
+    EXPECT_EQ(listedFor({"XYZWORD"}), first);
+    EXPECT_NE(listedFor({"xyzwords"}), first);
+}
+
+TEST_F(DocumentTypesTest, A_generated_type_in_the_database_does_not_make_the_extension_a_known_one) {
+    const auto before = listedFor({"xyzword"});
+    desktop.writeFile(desktop.dataFolder + "/mime/globs2",
+                      "50:" + before->substr(0, before->size() - 1) + ":*.xyzword\n");
+    EXPECT_EQ(listedFor({"xyzword"}), before);
+    EXPECT_TRUE(hasPackage());
+}
+
+TEST_F(DocumentTypesTest, Nothing_of_the_server_s_text_is_in_the_name_of_a_type) {
+    const auto list = listedFor({"a;text-html", "b;", "x\";y", "$(x)"});
+    EXPECT_THAT(list.value_or("none"),
+                testing::MatchesRegex("(application/x-moxsubscribe-[0-9a-f]{32};){4}"));
+}
+
+TEST_F(DocumentTypesTest, An_extension_that_would_be_a_pattern_or_is_none_makes_no_type) {
+    EXPECT_EQ(listedFor({"*", "x?", "[a]", "", "a/b", "a:b", "a\nb"}), std::nullopt);
+    EXPECT_FALSE(hasPackage());
+}
+
+TEST_F(DocumentTypesTest, A_package_goes_when_no_type_of_it_is_left) {
+    listedFor({"xyzword"});
+    EXPECT_TRUE(hasPackage());
+    EXPECT_EQ(listedFor({}), std::nullopt);
+    EXPECT_FALSE(hasPackage());
+}
+
+TEST_F(DocumentTypesTest, A_type_that_a_program_opens_without_having_been_chosen_is_left_out) {
+    know("50:a/words:*.words\n50:a/free:*.free\n");
+    handle("a/words=other.desktop;\n");
+    EXPECT_EQ(listedFor({"words", "free"}), "a/free;");
+}
+
+TEST_F(DocumentTypesTest, A_type_whose_default_was_chosen_is_listed) {
+    know("50:a/words:*.words\n");
+    handle("a/words=other.desktop;\n");
+    const std::string choices = desktop.configurationFolder + "/mimeapps.list";
+    desktop.writeFile(choices, "[Default Applications]\na/words=other.desktop\n");
+    EXPECT_EQ(listedFor({"words"}), std::nullopt) << "the default is not installed";
+    desktop.writeFile(desktop.sharedFolder + "/applications/other.desktop", "[Desktop Entry]\n");
+    EXPECT_EQ(listedFor({"words"}), "a/words;");
+}
+
+TEST_F(DocumentTypesTest, A_type_that_is_opened_as_what_it_is_a_kind_of_is_left_out) {
+    know("50:text/x-words:*.words\n50:a/zipped:*.zipped\n");
+    desktop.writeFile(desktop.sharedFolder + "/mime/subclasses", "a/zipped a/zip\n");
+    handle("text/plain=editor.desktop;\na/zip=zip.desktop;\n");
+    EXPECT_EQ(listedFor({"words", "zipped"}), std::nullopt);
+}
+
+TEST_F(DocumentTypesTest, Other_stubs_that_open_a_type_do_not_keep_it_from_being_listed) {
+    know("50:a/words:*.words\n");
+    handle("a/words=moxsubscribe-00000000000000000000000000000000.desktop;\n");
+    EXPECT_EQ(listedFor({"words"}), "a/words;");
+}
+
+TEST_F(DocumentTypesTest, Choices_of_the_user_are_never_written) {
+    know("50:a/words:*.words\n");
+    handle("a/words=other.desktop;\n");
+    const std::vector<std::string> lists = {desktop.configurationFolder + "/mimeapps.list",
+                                            desktop.dataFolder + "/applications/mimeapps.list"};
+    for (const std::string& list : lists)
+        desktop.writeFile(list, "[Default Applications]\n");
+    const std::string stub = registerStub("Word.app", {.documentTypes = {{"Words", {"words", "xyzword"}}}});
+    registration.bundleRemoved(stub);
+    for (const std::string& list : lists)
+        EXPECT_EQ(test::bytesOfFile(list), "[Default Applications]\n");
+}
+
+TEST_F(DocumentTypesTest, What_is_known_of_types_is_read_once_in_a_batch_and_anew_in_the_next) {
+    const StubContents contents = {.documentTypes = {{"Words", {"words"}}}};
+    {
+        const LaunchRegistrationBatch batch(registration);
+        registerStub("A.app", contents);
+        know("50:a/words:*.words\n");
+        registerStub("B.app", contents);
+        EXPECT_EQ(desktop.pathsOfFiles(".xml").size(), 2U);
+    }
+    registerStub("B.app", contents);
+    EXPECT_EQ(desktop.pathsOfFiles(".xml").size(), 1U);
+}
+
+// Hostile names. None of them may stop the registration, but for paths that the format cannot carry.
+
+const std::vector<std::string>& hostileNames() {
+    using namespace std::string_literals;
+    static const std::vector<std::string> names = {
+        "..",
+        "../x",
+        "a/b",
+        "/abs",
+        ".",
+        "line\nExec=evil\n[Desktop Entry]",
+        "\033[31mred",
+        "nul\0nul"s,
+        std::string(255, 'n'),
+        std::string(256, 'n'),
+        std::string(65536, 'n'),
+        "\xFF\xFE invalid",
+        "\xED\xA0\x80 surrogate",
+        "e\xCC\x81 and \xC3\xA9",
+        "\xE2\x80\xAE"
+        "txt.exe",
+        "\"'`",
+        "%n%s%@",
+        ";",
+        "$(x)",
+        "-leading",
+        ".DS_Store",
+    };
+    return names;
+}
+
+TEST_F(LinuxLaunchRegistrationTest, Hostile_names_and_descriptions_make_an_entry_with_nothing_else_in_it) {
+    for (const std::string& name : hostileNames()) {
+        const std::string stub = registerStub("Word.app", {.name = name, .description = name});
+        const auto values = test::strictDesktopEntry(desktop.onlyEntry());
+        ASSERT_TRUE(values) << name;
+        EXPECT_EQ(values->size(), 10U) << name;
+        EXPECT_EQ(values->at("X-MOXSubscribe-Bundle"), stub) << name;
+        EXPECT_THAT(test::strictArguments(values->at("Exec"), {}).value(),
+                    ElementsAre(stub + "/Contents/MacOS/launcher"))
+            << name;
+    }
+}
+
+TEST_F(LinuxLaunchRegistrationTest, Hostile_types_of_documents_write_files_of_our_names_only) {
+    for (const std::string& name : hostileNames()) {
+        registerStub("Word.app", {.documentTypes = {{name, {name}, name}}});
+        for (const auto& [path, content] : desktop.files())
+            EXPECT_THAT(path, HasSubstr(nameOfOnlyEntry())) << name;
+        EXPECT_TRUE(test::strictDesktopEntry(desktop.onlyEntry())) << name;
+    }
+}
+
+TEST_F(LinuxLaunchRegistrationTest, A_stub_with_a_hostile_file_name_is_registered_or_refused_as_a_whole) {
+    for (const std::string& name : hostileNames()) {
+        const bool isFileName = name.find_first_of(std::string("/\0", 2)) == name.npos && name.size() <= 250;
+        if (!isFileName || name == "." || name == "..") continue;
+        const std::string stub = desktop.writeStub(name + ".app");
+        const bool isCarriable = name.find_first_of("\033\xFF\xED=") == name.npos;
+        EXPECT_EQ(registration.registerBundle(stub), isCarriable ? 0 : EINVAL) << name;
+        if (isCarriable) {
+            EXPECT_THAT(desktop.registeredBundles(), ElementsAre(stub));
+            const auto values = test::strictDesktopEntry(desktop.onlyEntry());
+            ASSERT_TRUE(values) << name;
+            EXPECT_EQ(test::strictArguments(values->at("Exec"), {}).value().back(),
+                      stub + "/Contents/MacOS/launcher");
+        }
+        registration.bundleRemoved(stub);
+        EXPECT_THAT(desktop.files(), IsEmpty()) << name;
+    }
+}
+
+TEST_F(LinuxLaunchRegistrationTest, The_program_s_environment_tells_where_the_desktop_looks) {
+    for (const char* name : {"XDG_DATA_DIRS", "XDG_CONFIG_HOME", "XDG_CONFIG_DIRS", "XDG_CURRENT_DESKTOP"})
+        ::unsetenv(name);
+    auto surroundings = desktopOfThisProcess("/d", "/h");
+    EXPECT_EQ(surroundings.dataFolder, "/d");
+    EXPECT_THAT(surroundings.sharedDataFolders, ElementsAre("/usr/local/share", "/usr/share"));
+    EXPECT_THAT(surroundings.configurationFolders, ElementsAre("/h/.config", "/etc/xdg"));
+    EXPECT_THAT(surroundings.desktops, IsEmpty());
+
+    ::setenv("XDG_DATA_DIRS", "/a:relative::/b", 1);
+    ::setenv("XDG_CONFIG_HOME", "/c", 1);
+    ::setenv("XDG_CONFIG_DIRS", "", 1);
+    ::setenv("XDG_CURRENT_DESKTOP", "Ubuntu:GNOME", 1);
+    surroundings = desktopOfThisProcess("/d", "/h");
+    EXPECT_THAT(surroundings.sharedDataFolders, ElementsAre("/a", "/b"));
+    EXPECT_THAT(surroundings.configurationFolders, ElementsAre("/c", "/etc/xdg"));
+    EXPECT_THAT(surroundings.desktops, ElementsAre("ubuntu", "gnome"));
 }
 
 } // namespace

@@ -129,9 +129,10 @@ std::optional<std::string> StubDesktop::lineOfOnlyEntry(std::string_view key) {
 
 std::vector<std::string> StubDesktop::registeredBundles() {
     std::vector<std::string> paths;
-    for (const std::string& path : pathsOfFiles(".desktop"))
-        paths.push_back(
-            bundleOfDesktopEntry(bytesOfFile(dataFolder + "/" + path)).value_or("none in " + path));
+    for (const std::string& path : pathsOfFiles(".desktop")) {
+        if (const auto bundle = bundleOfDesktopEntry(bytesOfFile(dataFolder + "/" + path)))
+            paths.push_back(*bundle);
+    }
     std::sort(paths.begin(), paths.end());
     return paths;
 }

@@ -79,7 +79,7 @@ public:
     /// The line behind `key` and "=" in the one desktop entry; nil when there is none.
     std::optional<std::string> lineOfOnlyEntry(std::string_view key);
 
-    /// The bundles of the desktop entries, sorted.
+    /// The bundles of the desktop entries that name one, sorted.
     std::vector<std::string> registeredBundles();
 };
 
