@@ -3,6 +3,7 @@
 #include <climits>
 
 #include <MOXLaunchAlias.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -61,6 +62,12 @@ Refusal becomeProgramNamed(const std::string& name, const std::vector<std::strin
 }
 
 } // namespace
+
+std::string bundleName() {
+    const PropertyList::Dictionary information = bundleInformation();
+    const std::string* name = information.string("CFBundleName");
+    return name ? *name : std::string();
+}
 
 Refusal launch(const std::vector<std::string>& documents) {
     const auto alias = MOXLaunchAlias::launchAliasWithMainBundle();

@@ -20,6 +20,9 @@ struct Refusal {
     std::string reason; ///< One sentence or more, for a person.
 };
 
+/// The name that the bundle's information list has for it, which a server chose; empty when there is none.
+std::string bundleName();
+
 /// Starts the resource of the bundle that the running program is in. Without `documents` it becomes the
 /// desktop's opener (`xdg-open`) with one argument, the launch URL; with documents, the client program that
 /// the bundle's information list names under "KVClientProgram", with the URL and the documents, each as an

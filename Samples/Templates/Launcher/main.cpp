@@ -9,30 +9,26 @@ namespace {
 
 using namespace mox::launcher;
 
-std::string nameOf(std::string_view program) {
-    return std::string(program.substr(program.rfind('/') + 1));
-}
-
-/// Tells why nothing happens where the user looks: on a program that was started from a menu nobody reads
-/// the standard error.
-void tell(const std::string& program, const std::string& reason) {
-    std::fprintf(stderr, "%s: %s\n", program.c_str(), reason.c_str());
+/// Tells why nothing happens where the user looks: nobody reads the standard error of a program that was
+/// started from a menu. What the server chose goes to the desktop alone, where it cannot steer a terminal.
+void tell(const std::string& reason) {
+    std::fprintf(stderr, "launcher: %s\n", reason.c_str());
     if (::isatty(STDERR_FILENO)) return;
-    if (const auto notifier = pathOfProgram("notify-send")) runSilently(*notifier, {"--", reason});
+    if (const auto notifier = pathOfProgram("notify-send"))
+        runSilently(*notifier, {"--", bundleName(), reason});
 }
 
 } // namespace
 
 int main(int argumentCount, char** arguments) {
-    const std::string program = argumentCount > 0 ? nameOf(arguments[0]) : "launcher";
     try {
-        const std::vector<std::string> documents(arguments + (argumentCount > 0 ? 1 : 0),
-                                                 arguments + argumentCount);
+        std::vector<std::string> documents(arguments, arguments + argumentCount);
+        if (!documents.empty()) documents.erase(documents.begin());
         const Refusal refusal = launch(documents);
-        tell(program, refusal.reason);
+        tell(refusal.reason);
         return static_cast<int>(refusal.status);
     } catch (const std::exception& exception) {
-        tell(program, exception.what());
+        std::fprintf(stderr, "launcher: %s\n", exception.what());
         return static_cast<int>(Status::NotStarted);
     }
 }
