@@ -75,6 +75,16 @@ TEST_F(LinuxBundlesTest, The_main_bundle_may_have_the_name_of_any_package) {
     EXPECT_EQ(bundles(program("/o/A.bundle/Contents/MacOS/A")).mainBundlePath(), "/o/A.bundle");
 }
 
+TEST_F(LinuxBundlesTest, A_resource_where_nearly_every_bundle_has_it_is_found_with_one_look) {
+    const std::string path = make("Y.app/Contents/Resources/T.strings");
+    SystemCalls system;
+    test::FaultySystemCalls calls(system);
+    LinuxFileSystem fileSystem(calls);
+    const LinuxBundles counted(fileSystem, program(""));
+    EXPECT_EQ(counted.pathForResource("T", "strings", scratch.path("Y.app")), path);
+    EXPECT_EQ(calls.calls().size(), 1U);
+}
+
 TEST_F(LinuxBundlesTest, The_main_bundle_is_else_the_folder_of_the_program) {
     EXPECT_EQ(bundles(program("/usr/bin/tool")).mainBundlePath(), "/usr/bin");
     EXPECT_EQ(bundles(program("/o/A.app/MacOS/A")).mainBundlePath(), "/o/A.app/MacOS");

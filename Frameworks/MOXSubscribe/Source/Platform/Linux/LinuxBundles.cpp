@@ -21,6 +21,8 @@
 namespace mox {
 namespace {
 
+constexpr std::string_view usualResourceFolder = "Contents/Resources";
+constexpr std::string_view otherResourceFolder = "Resources";
 constexpr std::string_view localizationExtension = "lproj";
 
 /// Languages that old bundles call by their English names.
@@ -119,7 +121,7 @@ std::optional<std::string> LinuxBundles::frameworkBundlePath(std::string_view id
 }
 
 std::string LinuxBundles::resourceFolder(std::string_view bundlePath) const {
-    for (const std::string_view place : {"Contents/Resources", "Resources"}) {
+    for (const std::string_view place : {usualResourceFolder, otherResourceFolder}) {
         std::string folder = stringByAppendingPathComponent(bundlePath, place);
         if (_fileSystem.itemKindAtPath(folder) == ItemKind::Directory) return folder;
     }
@@ -132,8 +134,15 @@ std::optional<std::string> LinuxBundles::pathForResource(std::string_view name,
     if (name.empty()) return std::nullopt;
     const std::string fileName =
         type && !type->empty() ? stringByAppendingPathExtension(name, *type) : std::string(name);
+    // One look finds what is where nearly every bundle has it: if it is there, so is its folder. Whoever
+    // walks through many bundles notices.
+    std::string path = stringByAppendingPathComponent(
+        stringByAppendingPathComponent(bundlePath, usualResourceFolder), fileName);
+    const ItemKind kind = _fileSystem.itemKindAtPath(path);
+    if (kind == ItemKind::File || kind == ItemKind::Directory) return path;
+
     const std::string folder = resourceFolder(bundlePath);
-    std::string path = stringByAppendingPathComponent(folder, fileName);
+    path = stringByAppendingPathComponent(folder, fileName);
     if (exists(path)) return path;
 
     const auto isIn = [&](const std::string& localization) {
