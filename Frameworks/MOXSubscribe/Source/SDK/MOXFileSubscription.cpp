@@ -174,7 +174,7 @@ MOXFileSubscription::subscriptionWithFileName(std::optional<std::string> fileNam
 
 std::shared_ptr<MOXFileSubscription> MOXFileSubscription::subscriptionWithPath(std::string_view path,
                                                                                std::optional<Error>* error) {
-    const std::shared_ptr<MOXFileSubscription> record(new MOXFileSubscription(path, error));
+    std::shared_ptr<MOXFileSubscription> record(new MOXFileSubscription(path, error));
     record->_launchAlias = MOXLaunchAlias::launchAliasWithBundleAtPath(path);
     if (record->_launchAlias) {
         record->_path = path;
