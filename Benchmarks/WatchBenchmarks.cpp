@@ -126,8 +126,9 @@ public:
     }
 
 private:
+    SystemCalls _system;
     WatchCalls _calls;
-    LinuxFolderEvents _events{_calls};
+    LinuxFolderEvents _events{_system, _calls};
     std::shared_ptr<LinuxRunLoop> _loop = LinuxRunLoop::makeForThisThread();
     std::unique_ptr<FolderEventStream> _stream;
 };

@@ -1,6 +1,7 @@
 #include "Platform/FolderEventsContract.hpp"
 #include "Platform/Linux/LinuxFolderEvents.hpp"
 #include "Platform/Linux/LinuxRunLoop.hpp"
+#include "Platform/Testing/FaultySystemCalls.hpp"
 #include "Platform/Testing/SteppedRunLoops.hpp"
 #include "Platform/Testing/SteppedWatchCalls.hpp"
 
@@ -41,8 +42,9 @@ public:
     }
 
 private:
+    SystemCalls _system;
     WatchCalls _calls;
-    LinuxFolderEvents _folderEvents{_calls};
+    LinuxFolderEvents _folderEvents{_system, _calls};
     LinuxRunLoops _runLoops;
 };
 
@@ -67,7 +69,13 @@ public:
     SteppedWatchCalls calls;
 
 private:
-    LinuxFolderEvents _folderEvents{calls};
+    SystemCalls _ownSystem;
+
+public:
+    FaultySystemCalls system{_ownSystem};
+
+private:
+    LinuxFolderEvents _folderEvents{system, calls};
     LinuxRunLoops _runLoops;
 };
 
@@ -352,11 +360,52 @@ TEST_F(LinuxFolderEventsTest, A_root_and_route_without_any_watch_are_polled) {
 
 TEST_F(LinuxFolderEventsTest, A_folder_that_cannot_be_opened_for_want_of_descriptors_is_listed_later) {
     makeFolders({"Root/A", "Root/A/Deep"});
-    calls.openFolderError = EMFILE;
+    calls.openFolderError = [](const std::string&) { return EMFILE; };
     watch();
     EXPECT_THAT(batchAfterPoll(), IsEmpty());
-    calls.openFolderError = 0;
+    calls.openFolderError = nullptr;
     EXPECT_THAT(batchAfterPoll(), Contains(root));
+    expectAllWatched();
+}
+
+TEST_F(LinuxFolderEventsTest, A_folder_that_may_not_be_read_is_watched_once_it_may) {
+    makeFolders({"Root/A", "Root/A/Deep"});
+    calls.openFolderError = [&](const std::string& opened) { return opened == path("Root/A") ? EACCES : 0; };
+    watch();
+    EXPECT_THAT(batchAfterPoll(), IsEmpty());
+    write("Root/A/Deep/file");
+    EXPECT_THAT(batchAfterPoll(), IsEmpty());
+    calls.openFolderError = nullptr;
+    EXPECT_THAT(batchAfterPoll(), Contains(root + "/A"));
+    expectAllWatched();
+}
+
+TEST_F(LinuxFolderEventsTest, A_folder_whose_listing_fails_is_listed_again) {
+    makeFolders({"Root/A", "Root/A/Deep"});
+    events.system.failCall(SystemCall::Getdents64, 1, EIO, FaultDuration::Once);
+    watch();
+    EXPECT_THAT(batchAfterPoll(), Contains(root));
+    expectAllWatched();
+}
+
+TEST_F(LinuxFolderEventsTest, A_folder_above_the_root_that_may_be_passed_but_not_read_is_not_polled) {
+    calls.openFolderError = [](const std::string& opened) { return opened == "/" ? EACCES : 0; };
+    watch();
+    const auto watched = calls.watchedPaths.size();
+    calls.advance(10 * LinuxFolderEvents::pollInterval);
+    events.handleDue();
+    EXPECT_THAT(calls.watchedPaths, SizeIs(watched));
+    remove("Root");
+    EXPECT_THAT(nextBatch(), ElementsAre(root));
+}
+
+TEST_F(LinuxFolderEventsTest, A_missing_root_in_a_folder_that_may_not_be_read_is_polled) {
+    remove("Root");
+    calls.openFolderError = [&](const std::string& opened) { return opened == folder.path() ? EACCES : 0; };
+    watch();
+    EXPECT_THAT(batchAfterPoll(), IsEmpty());
+    makeFolder("Root");
+    EXPECT_THAT(batchAfterPoll(), ElementsAre(root));
     expectAllWatched();
 }
 

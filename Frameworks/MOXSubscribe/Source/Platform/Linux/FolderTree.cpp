@@ -1,5 +1,6 @@
 #include "Platform/Linux/FolderTree.hpp"
 
+#include "Platform/Linux/DirectoryReader.hpp"
 #include "Platform/PackageNames.hpp"
 
 #include <cerrno>
@@ -38,17 +39,17 @@ void append(std::string& path, std::string_view name) {
     path += name;
 }
 
-bool isFolder(int folder, const struct dirent& entry) {
-    if (entry.d_type != DT_UNKNOWN) return entry.d_type == DT_DIR;
+bool isFolder(int folder, const DirectoryReader::Entry& entry) {
+    if (entry.type != DT_UNKNOWN) return entry.type == DT_DIR;
     struct stat status = {};
-    return ::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
+    return ::fstatat(folder, entry.name.data(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISDIR(status.st_mode);
 }
 
 /// A number that another one takes the place of when the entry changes in a way that is to be told.
-std::size_t stateOf(int folder, const struct dirent& entry) {
+std::size_t stateOf(int folder, const DirectoryReader::Entry& entry) {
     struct stat status = {};
-    if (::fstatat(folder, entry.d_name, &status, AT_SYMLINK_NOFOLLOW) != 0) return 0;
-    std::size_t state = std::hash<std::string_view>()(entry.d_name);
+    if (::fstatat(folder, entry.name.data(), &status, AT_SYMLINK_NOFOLLOW) != 0) return 0;
+    std::size_t state = std::hash<std::string_view>()(entry.name);
     const auto add = [&](auto value) {
         state = state * 1'000'003 + std::hash<std::uint64_t>()(static_cast<std::uint64_t>(value));
     };
@@ -68,8 +69,12 @@ std::size_t stateOf(int folder, const struct dirent& entry) {
 
 } // namespace
 
-FolderTree::FolderTree(WatchCalls& calls, std::string path)
-    : _queue(calls, 256 * 1024), _calls(calls), _path(std::move(path)), _root(std::make_unique<Node>()) {}
+FolderTree::FolderTree(SystemCalls& system, WatchCalls& calls, std::string path)
+    : _queue(calls, 256 * 1024)
+    , _system(system)
+    , _calls(calls)
+    , _path(std::move(path))
+    , _root(std::make_unique<Node>()) {}
 
 FolderTree::~FolderTree() = default;
 
@@ -195,12 +200,6 @@ void FolderTree::visit(std::vector<Node*> waiting, bool isNews) {
 /// Makes nodes for the folders in that of `node` and adds those that are new to `found`. Closes `folder`, its
 /// descriptor.
 void FolderTree::list(Node& node, int folder, bool isNews, std::vector<Node*>& found) {
-    DIR* const listing = ::fdopendir(folder);
-    if (listing == nullptr) {
-        _calls.close(folder);
-        _unwatched.insert(&node);
-        return;
-    }
     const bool isPolled = _unwatched.contains(&node);
     std::size_t contents = 1;
     std::unordered_set<std::string_view> missing;
@@ -208,9 +207,9 @@ void FolderTree::list(Node& node, int folder, bool isNews, std::vector<Node*>& f
         for (const auto& [name, child] : node.children)
             missing.insert(name);
     bool isEmpty = true;
-    while (const struct dirent* const entry = ::readdir(listing)) {
-        const std::string_view name = entry->d_name;
-        if (name == "." || name == "..") continue;
+    DirectoryReader reader(_system, folder);
+    while (const DirectoryReader::Entry* const entry = reader.next()) {
+        const std::string_view name = entry->name;
         isEmpty = false;
         if (isPolled) contents += stateOf(folder, *entry);
         if (!isFolder(folder, *entry) || isPackageName(name)) continue;
@@ -220,9 +219,14 @@ void FolderTree::list(Node& node, int folder, bool isNews, std::vector<Node*>& f
         child->second = std::make_unique<Node>(Node{&node, std::string(name)});
         found.push_back(child->second.get());
     }
-    ::closedir(listing);
-    node.contents = contents;
+    _calls.close(folder);
     if (isNews && !isEmpty) report(node);
+    if (reader.error() != 0) {
+        // What was not listed is not gone.
+        _unwatched.insert(&node);
+        return;
+    }
+    node.contents = contents;
     const std::vector<std::string> gone(missing.begin(), missing.end());
     for (const std::string& name : gone)
         drop(*node.children.find(name)->second);
@@ -279,7 +283,7 @@ void FolderTree::pollFolder(Node& node) {
         _unwatched.erase(&node);
         dropChildren(node);
         list(node, folder, false, found);
-        report(node);
+        if (!_unwatched.contains(&node)) report(node);
     } else {
         const std::size_t formerContents = node.contents;
         list(node, folder, false, found);

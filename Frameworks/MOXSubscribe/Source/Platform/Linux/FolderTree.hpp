@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/Linux/EventQueue.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 
 #include <cstdint>
 #include <map>
@@ -17,8 +18,8 @@ namespace mox {
 /// cannot be watched is visited by `poll`. One thread at a time.
 class FolderTree {
 public:
-    /// `path` is absolute; `calls` must outlive the object. Watches nothing yet.
-    FolderTree(WatchCalls& calls, std::string path);
+    /// `path` is absolute; `system`, which lists, and `calls` must outlive the object. Watches nothing yet.
+    FolderTree(SystemCalls& system, WatchCalls& calls, std::string path);
     ~FolderTree();
 
     /// Readable when `handleEvents` has something to do; -1 when the system had no room for it.
@@ -70,6 +71,7 @@ private:
     void dropChildren(Node& node);
 
     EventQueue _queue;
+    SystemCalls& _system;
     WatchCalls& _calls;
     const std::string _path;
     std::unique_ptr<Node> _root;

@@ -41,9 +41,9 @@ private:
 /// What a stream does. The sources keep it alive, so that the callback may destroy the stream.
 class Watch {
 public:
-    Watch(WatchCalls& calls, const std::string& path, std::chrono::milliseconds latency,
+    Watch(SystemCalls& system, WatchCalls& calls, const std::string& path, std::chrono::milliseconds latency,
           FolderEvents::Callback callback)
-        : _tree(calls, path)
+        : _tree(system, calls, path)
         , _route(calls, path)
         , _window(calls)
         , _pause(calls)
@@ -151,7 +151,7 @@ private:
 std::unique_ptr<FolderEventStream> LinuxFolderEvents::createStream(const std::string& path,
                                                                    std::chrono::milliseconds latency,
                                                                    Callback callback) {
-    auto watch = std::make_shared<Watch>(_calls, path, latency, std::move(callback));
+    auto watch = std::make_shared<Watch>(_system, _calls, path, latency, std::move(callback));
     for (const Watch::Duty& duty : watch->duties())
         if (duty.descriptor < 0) return nullptr;
     return std::make_unique<LinuxFolderEventStream>(std::move(watch));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Platform/FolderEvents.hpp"
+#include "Platform/Linux/SystemCalls.hpp"
 #include "Platform/Linux/WatchCalls.hpp"
 
 namespace mox {
@@ -11,14 +12,15 @@ public:
     /// How often that is looked at which the system has no watch for.
     static constexpr std::chrono::milliseconds pollInterval{2000};
 
-    /// `calls` must outlive the object and all streams.
-    explicit LinuxFolderEvents(WatchCalls& calls) : _calls(calls) {}
+    /// Both must outlive the object and all streams. `system` lists folders, `calls` makes the rest.
+    LinuxFolderEvents(SystemCalls& system, WatchCalls& calls) : _system(system), _calls(calls) {}
 
     /// `path` is absolute. Null when the process has no descriptors left, or the user no inotify queues.
     std::unique_ptr<FolderEventStream>
     createStream(const std::string& path, std::chrono::milliseconds latency, Callback callback) override;
 
 private:
+    SystemCalls& _system;
     WatchCalls& _calls;
 };
 

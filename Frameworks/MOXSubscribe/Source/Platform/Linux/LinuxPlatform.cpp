@@ -33,7 +33,7 @@ struct Services {
         desktopOfThisProcess(userDataFolder(userDirectories.homeDirectory()),
                              userDirectories.homeDirectory())};
     WatchCalls watchCalls;
-    LinuxFolderEvents folderEvents{watchCalls};
+    LinuxFolderEvents folderEvents{systemCalls, watchCalls};
     LinuxRunLoops runLoops;
     NotificationCenter notificationCenter;
     LinuxSystemVersion systemVersion;

@@ -39,8 +39,9 @@ int SteppedWatchCalls::makeQueue() {
 }
 
 int SteppedWatchCalls::openFolder(const char* path, bool followsLink) {
-    if (openFolderError == 0) return WatchCalls::openFolder(path, followsLink);
-    errno = openFolderError;
+    const int error = openFolderError ? openFolderError(path) : 0;
+    if (error == 0) return WatchCalls::openFolder(path, followsLink);
+    errno = error;
     return -1;
 }
 

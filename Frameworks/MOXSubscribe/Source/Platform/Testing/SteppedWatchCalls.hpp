@@ -21,8 +21,8 @@ public:
     /// How many watches there can be at a time; nil for any number.
     std::optional<std::size_t> watchLimit;
 
-    /// With what error no folder can be opened; 0 when each can.
-    int openFolderError = 0;
+    /// With what error the folder at a path cannot be opened; 0 when it can. Nil when each can.
+    std::function<int(const std::string& path)> openFolderError;
 
     /// Called after a watch was added on the folder that is at `path`, before anything else is done.
     std::function<void(const std::string& path)> afterAddWatch;
