@@ -475,6 +475,7 @@ TEST_P(FileSystemContract, A_removal_takes_links_and_never_what_they_lead_to) {
 }
 
 TEST_P(FileSystemContract, A_removal_that_cannot_be_is_told_before_anything_is_gone) {
+    const WithoutPrivileges user(folder);
     makeFolders(folder, {"tree", "tree/a"});
     folder.write("tree/a/file", "x");
     const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
@@ -488,7 +489,7 @@ TEST_P(FileSystemContract, A_removal_that_cannot_be_is_told_before_anything_is_g
     EXPECT_TRUE(refusal(folder.path("tree/a/../"), 512, EINVAL));
     EXPECT_TRUE(refusal(withNul(folder.path("tree")), 512, EINVAL));
     EXPECT_TRUE(refusal("", 4, ENOENT));
-    const WithoutPrivileges user(folder);
+    ASSERT_EQ(::chmod(folder.path("tree/a").c_str(), 0500), 0);
     EXPECT_TRUE(refusal(folder.path("tree"), 513, EACCES));
     EXPECT_EQ(bytesOfFile(folder.path("tree/a/file")), "x");
 }
