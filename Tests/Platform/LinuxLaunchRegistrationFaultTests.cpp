@@ -1,9 +1,10 @@
 #include "Platform/StubDesktop.hpp"
-#include "Support/FolderInspection.hpp"
+#include "Platform/Testing/FaultySystemCalls.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -35,9 +36,11 @@ public:
         desktop.writeFile(desktop.sharedFolder + "/mime/globs2", "50:text/plain:*.txt\n");
     }
 
-    /// The files that are not of others.
+    /// The files that are not of others, without those that were never in place: they stay when their removal
+    /// fails too.
     std::map<std::string, std::string> files() {
         std::map<std::string, std::string> ours = desktop.files();
+        std::erase_if(ours, [](const auto& file) { return isTemporary(file.first); });
         for (const auto& [path, content] : _othersFiles) {
             EXPECT_EQ(ours[path], content) << path;
             ours.erase(path);
@@ -45,7 +48,14 @@ public:
         return ours;
     }
 
+    bool hasTemporaryFiles() {
+        const auto all = desktop.files();
+        return std::any_of(all.begin(), all.end(), [](const auto& file) { return isTemporary(file.first); });
+    }
+
 private:
+    static bool isTemporary(const std::string& path) { return path.find("/.mox-") != path.npos; }
+
     std::map<std::string, std::string> _othersFiles = {
         {"applications/other.desktop", "[Desktop Entry]\nName=Other\n"},
         {"applications/moxsubscribe-other.desktop", "[Desktop Entry]\nX-MOXSubscribe-Bundle=/gone\n"},
@@ -72,6 +82,9 @@ void forEachFault(const std::function<void(Scene&)>& prepare, const std::functio
                 const int status = act(scene);
                 faults = scene.desktop.fileSystem.faultsFired();
                 scene.desktop.fileSystem.stopFailing();
+                if (duration == FaultDuration::Once) {
+                    EXPECT_FALSE(scene.hasTemporaryFiles());
+                }
                 check(scene, duration, faults > 0 ? status : 0, faults > 0 ? error : 0);
                 ASSERT_LT(call, 1000U);
             }
@@ -223,6 +236,53 @@ TEST(LaunchRegistrationFaults, A_stub_that_the_system_refuses_to_tell_about_is_n
                                          {.dataFolder = desktop.dataFolder});
     registration.reconcile({});
     EXPECT_THAT(desktop.registeredBundles(), testing::ElementsAre(stub));
+}
+
+TEST(LaunchRegistrationCrashes,
+     Whatever_is_left_is_finished_by_the_next_registration_and_goes_with_the_stub) {
+    bool hasDied = true;
+    for (std::size_t change = 1; hasDied; ++change) {
+        SCOPED_TRACE(change);
+        Scene scene;
+        StubDesktop& desktop = scene.desktop;
+        const std::string stub = desktop.writeStub("Word.app", after);
+        test::FaultySystemCalls dying(desktop.system);
+        LinuxFileSystem disk(dying);
+        LinuxLaunchRegistration registration(
+            disk, dying, desktop.bundles, desktop.caches,
+            {.dataFolder = desktop.dataFolder, .sharedDataFolders = {desktop.sharedFolder}});
+        dying.dieAtChange(change);
+        (void)registration.registerBundle(stub);
+        hasDied = dying.faultsFired() > 0;
+
+        EXPECT_EQ(desktop.registration.registerBundle(stub), 0);
+        desktop.registration.bundleRemoved(stub);
+        EXPECT_TRUE(scene.files().empty());
+        ASSERT_LT(change, 1000U);
+    }
+}
+
+TEST(LaunchRegistrationCrashes, A_removal_that_was_cut_short_is_finished_by_reconciling) {
+    bool hasDied = true;
+    for (std::size_t change = 1; hasDied; ++change) {
+        SCOPED_TRACE(change);
+        Scene scene;
+        StubDesktop& desktop = scene.desktop;
+        const std::string stub = desktop.writeStub("Word.app", after);
+        ASSERT_EQ(desktop.registration.registerBundle(stub), 0);
+        ASSERT_TRUE(desktop.disk.removeItem(stub));
+        test::FaultySystemCalls dying(desktop.system);
+        LinuxFileSystem disk(dying);
+        LinuxLaunchRegistration registration(disk, dying, desktop.bundles, desktop.caches,
+                                             {.dataFolder = desktop.dataFolder});
+        dying.dieAtChange(change);
+        registration.bundleRemoved(stub);
+        hasDied = dying.faultsFired() > 0;
+
+        desktop.registration.reconcile({});
+        EXPECT_TRUE(scene.files().empty());
+        ASSERT_LT(change, 1000U);
+    }
 }
 
 } // namespace

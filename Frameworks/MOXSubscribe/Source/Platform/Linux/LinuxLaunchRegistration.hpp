@@ -62,6 +62,8 @@ private:
     struct File {
         std::string path;
         bool DesktopChanges::*change;
+
+        bool isEntry() const { return change == &DesktopChanges::entries; }
     };
 
     /// What is known of documents, read once in a batch.
@@ -74,6 +76,7 @@ private:
     Result<void> writeFiles(const Registration& registration, const std::optional<Bytes>& knownEntry);
     Result<void> writeCompanions(const Registration& registration);
     Result<void> putFile(const File& file, const std::optional<Bytes>& content);
+    Result<void> writeNewFile(const std::string& path, const Bytes& content);
     Result<void> removeFile(const File& file);
     void removeRegistration(const std::string& name);
     Result<void> addDocumentTypes(const BundleDescription& description, Registration& registration);

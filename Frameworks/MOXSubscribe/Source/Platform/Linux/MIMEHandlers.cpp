@@ -1,3 +1,7 @@
+#ifndef __linux__
+#error "This is the Linux backend."
+#endif
+
 #include "Platform/Linux/MIMEHandlers.hpp"
 
 #include "Platform/Linux/OptionalFile.hpp"
