@@ -247,6 +247,19 @@ TEST_F(RemovingFolders, What_a_link_in_it_leads_to_stays) {
     EXPECT_EQ(bytesAt(scratch.path("outside/.DS_Store")), "kept");
 }
 
+TEST_F(RemovingFolders, A_link_to_a_folder_goes_itself) {
+    makeFile("outside/file", "kept");
+    makeAppsFolder("empty");
+    makeLink("to-empty", inApps("empty"));
+    makeLink("to-full", scratch.path("outside"));
+    const auto store = open();
+    EXPECT_TRUE(store->removeFolderAtPath(inApps("to-empty"), true));
+    EXPECT_FALSE(store->removeFolderAtPath(inApps("to-full"), true));
+    EXPECT_TRUE(store->removeFolderAtPath(inApps("to-full"), false));
+    EXPECT_THAT(namesIn(inApps()), ElementsAre("empty"));
+    EXPECT_EQ(bytesAt(scratch.path("outside/file")), "kept");
+}
+
 TEST_F(RemovingFolders, A_file_that_arrives_behind_the_test_stays_and_is_the_failure) {
     makeAppsFolder("a/b");
     const auto store = open();

@@ -1,3 +1,6 @@
+#include "Platform/Linux/LinuxFolderEvents.hpp"
+#include "Platform/Linux/LinuxRunLoop.hpp"
+#include "Platform/Testing/SteppedWatchCalls.hpp"
 #include "SDK/BundleStore.hpp"
 #include "SDK/MOXNotifications.hpp"
 
@@ -215,6 +218,115 @@ TEST_F(WatchingFolders, A_change_by_others_that_another_operation_listed_first_i
     EXPECT_THAT(registrations(), ElementsAre("reconcile " + inApps("New.app")));
     test.folderEvents.deliver({inApps()});
     EXPECT_THAT(registrations(), ElementsAre("reconcile " + inApps("New.app"))) << "once";
+}
+
+// With the system's own watch, whose clock is stepped by hand
+
+class WatchingTheDisk : public WatchingFolders {
+protected:
+    /// Lets the run loop handle what is due, a second pass, and handle what is due then.
+    void letASecondPass(std::string_view mode = defaultRunLoopMode) {
+        handleDue(mode);
+        _calls.advance(std::chrono::seconds(1));
+        handleDue(mode);
+    }
+
+private:
+    void handleDue(std::string_view mode) {
+        const auto loop = _runLoops.currentRunLoop();
+        while (loop->runOnce(mode, std::chrono::milliseconds(0))) {
+        }
+    }
+
+    SystemCalls _system;
+    SteppedWatchCalls _calls;
+    LinuxFolderEvents _folderEvents{_system, _calls};
+    LinuxRunLoops _runLoops;
+    const Platform _platform{test.platform.fileSystem,
+                             test.platform.userDirectories,
+                             test.platform.bundles,
+                             test.platform.systemLog,
+                             test.platform.assertionHandler,
+                             test.platform.workspace,
+                             test.platform.fileReferences,
+                             test.platform.launchRegistration,
+                             _folderEvents,
+                             _runLoops,
+                             test.platform.notificationCenter,
+                             test.platform.systemVersion};
+    const ScopedPlatform _scope{_platform};
+};
+
+TEST_F(WatchingTheDisk, A_stub_that_others_remove_leaves_the_list_with_one_notification) {
+    const std::string gone = makeStub("a/b/Gone.app");
+    makeStub("a/b/Stays.app");
+    const auto store = open();
+    ASSERT_TRUE(test.fileSystem.removeItem(gone));
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+    EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("a/b/Stays.app")));
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+}
+
+TEST_F(WatchingTheDisk, An_empty_folder_that_others_make_is_told_but_not_listed) {
+    makeAppsFolder();
+    const auto store = open();
+    makeAppsFolder("new");
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+    EXPECT_THAT(store->folders(), ElementsAre(inApps()));
+}
+
+TEST_F(WatchingTheDisk, A_change_inside_a_stub_is_not_told) {
+    const std::string stub = makeStub("a/Stub.app");
+    const auto store = open();
+    makeFile("home/Applications/a/Stub.app/Contents/Resources/new", "x");
+    letASecondPass();
+    EXPECT_EQ(notifications, 0);
+}
+
+TEST_F(WatchingTheDisk, Our_own_operations_are_followed_by_one_notification_about_a_second_later) {
+    makeStub("a/Stub.app");
+    makeAppsFolder("b");
+    const auto store = open();
+    ASSERT_TRUE(store->moveSubscriptionFrom(inApps("a/Stub.app"), inApps("b/Stub.app")));
+    ASSERT_TRUE(store->createFolderAtPath(inApps("c")));
+    EXPECT_EQ(notifications, 0);
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+}
+
+TEST_F(WatchingTheDisk, A_folder_removed_by_the_manager_leaves_the_list_with_the_notification) {
+    const auto store = open();
+    ASSERT_TRUE(store->createFolderAtPath(inApps("a")));
+    letASecondPass();
+    ASSERT_TRUE(store->removeFolderAtPath(inApps("a"), true));
+    EXPECT_THAT(store->folders(), ElementsAre(inApps("a"), inApps()));
+    notifications = 0;
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+    EXPECT_THAT(store->folders(), ElementsAre(inApps()));
+}
+
+TEST_F(WatchingTheDisk, What_happens_while_the_loop_runs_in_another_mode_waits_for_the_default_mode) {
+    makeAppsFolder();
+    const auto store = open();
+    makeStub("Stub.app");
+    letASecondPass("modal");
+    EXPECT_EQ(notifications, 0);
+    letASecondPass();
+    EXPECT_EQ(notifications, 1);
+    EXPECT_EQ(store->numberOfSubscriptions(), 1U);
+}
+
+TEST_F(WatchingTheDisk, Nothing_is_told_behind_the_manager_s_end) {
+    makeAppsFolder();
+    auto store = open();
+    makeStub("Stub.app");
+    store.reset();
+    letASecondPass();
+    EXPECT_EQ(notifications, 0);
 }
 
 } // namespace
