@@ -12,8 +12,8 @@
 namespace mox {
 
 /// A watch on a folder and everything below it. Destroying it ends the watch: nothing is delivered any more.
-/// That may be done inside the callback; on another thread than the run loop's it waits for a callback that is
-/// under way.
+/// That may be done inside the callback; on another thread than the run loop's it waits for a callback that
+/// is under way.
 class FolderEventStream {
 public:
     virtual ~FolderEventStream() = default;
@@ -21,8 +21,8 @@ public:
     /// Delivers to `runLoop` while that runs in `mode`. Once, before `start`, on that run loop's thread.
     virtual void schedule(const std::shared_ptr<RunLoop>& runLoop, std::string_view mode) = 0;
 
-    /// Begins to watch: changes from now on are delivered. Whether it did; it does not without a run loop that
-    /// can be waited on. Once, on the run loop's thread.
+    /// Begins to watch: changes from now on are delivered. Whether it did; it does not without a run loop
+    /// that can be waited on. Once, on the run loop's thread.
     virtual bool start() = 0;
 };
 

@@ -1,5 +1,9 @@
 #pragma once
 
+#ifndef __linux__
+#error "This is the Linux backend."
+#endif
+
 #include "Platform/RunLoop.hpp"
 
 #include <atomic>
