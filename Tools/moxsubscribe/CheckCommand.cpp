@@ -1,12 +1,11 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
 
 void check(Session& session, const std::string& argument) {
-    const std::string path = storePath(argument, session.applicationsFolder());
+    const std::string path = session.path(argument);
     if (!session.manager().isSubscriptionAtPath(path)) throw Failure("check", path, "not a subscription");
 }
 
@@ -19,7 +18,7 @@ void addCheckCommand(CLI::App& program, const CommandChosen& chosen) {
     command->footer(R"(Exit status 0 when it is one, else 1.
 
 Example:
-  moxsubscribe --model dictionary check Office/Writer && echo "at hand")");
+  moxsubscribe check Office/Writer.app && echo "at hand")");
     command->add_option("PATH", *path, "The path")->required();
     command->callback([path, chosen] { chosen([path](Session& session) { check(session, *path); }); });
 }

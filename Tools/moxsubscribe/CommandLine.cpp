@@ -21,9 +21,9 @@ Every command has a --help of its own. Text output shows control characters as
 Exit status: 0 done, 1 the operation failed (one line on standard error), 2 usage.
 
 Examples:
-  moxsubscribe --model dictionary import feed.xml --url https://apps.example.com/feed
-  moxsubscribe --model dictionary list --recursive
-  moxsubscribe --model dictionary show Office/Writer)";
+  moxsubscribe import feed.xml --url https://apps.example.com/feed
+  moxsubscribe list --recursive
+  moxsubscribe --model dictionary list --recursive)";
 
 void printFailure(std::ostream& errors, std::string_view line) {
     errors << "moxsubscribe: " << line << '\n';
@@ -149,7 +149,9 @@ std::unique_ptr<CLI::App> makeCommandLine(Request& request) {
     addCreateFolderCommand(*program, chosen);
     addRenameFolderCommand(*program, chosen);
     addRemoveFolderCommand(*program, chosen);
-    addBundleModelCommands(*program, chosen);
+    addUpgradeCommand(*program, chosen);
+    addWatchCommand(*program, chosen);
+    addOpenCommand(*program, chosen);
     return program;
 }
 

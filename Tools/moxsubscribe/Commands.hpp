@@ -25,7 +25,11 @@ void addRemoveAllCommand(CLI::App& program, const CommandChosen& chosen);
 void addCreateFolderCommand(CLI::App& program, const CommandChosen& chosen);
 void addRenameFolderCommand(CLI::App& program, const CommandChosen& chosen);
 void addRemoveFolderCommand(CLI::App& program, const CommandChosen& chosen);
-/// `upgrade`, `watch` and `open`, which only the bundle model has.
-void addBundleModelCommands(CLI::App& program, const CommandChosen& chosen);
+
+// Commands that only the bundle model has.
+
+void addUpgradeCommand(CLI::App& program, const CommandChosen& chosen);
+void addWatchCommand(CLI::App& program, const CommandChosen& chosen);
+void addOpenCommand(CLI::App& program, const CommandChosen& chosen);
 
 } // namespace mox::tool

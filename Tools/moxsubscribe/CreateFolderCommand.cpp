@@ -2,13 +2,12 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
 
 void createFolder(Session& session, const std::string& argument) {
-    const std::string path = storePath(argument, session.applicationsFolder());
+    const std::string path = session.path(argument);
     // The framework makes nothing for the empty path and calls it done, which would tell a user too little.
     if (path.empty()) throw Failure(Error::posix(EINVAL), path);
     std::optional<Error> error;
@@ -28,7 +27,7 @@ void addCreateFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     command->footer(R"(A folder that exists already is left as it is.
 
 Example:
-  moxsubscribe --model dictionary create-folder Office/Archive)");
+  moxsubscribe create-folder Office/Archive)");
     command->add_option("PATH", *path, "The folder")->required();
     command->callback([path, chosen] { chosen([path](Session& session) { createFolder(session, *path); }); });
 }

@@ -20,7 +20,7 @@ void addFoldersCommand(CLI::App& program, const CommandChosen& chosen) {
     command->footer(R"(One path a line, each folder before the folders in it.
 
 Example:
-  moxsubscribe --model dictionary folders)");
+  moxsubscribe folders)");
     command->add_flag("--json", *asJSON, "Print a JSON array of paths");
     command->callback(
         [asJSON, chosen] { chosen([asJSON](Session& session) { printFolders(session, *asJSON); }); });

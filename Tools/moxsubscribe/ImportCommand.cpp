@@ -57,7 +57,7 @@ std::string absolutePath(const std::string& path) {
 FeedPlace placeOf(const Session& session, const ImportOptions& options) {
     const std::string& applicationsFolder = session.applicationsFolder();
     return {options.url ? *options.url : absolutePath(options.feed),
-            options.folder ? storePath(*options.folder, applicationsFolder) : applicationsFolder,
+            options.folder ? session.path(*options.folder) : applicationsFolder,
             session.model() == SubscriptionModel::ApplicationBundle ? ".app" : ""};
 }
 
@@ -148,6 +148,7 @@ void import(Session& session, const ImportOptions& options) {
     auto plan = planFeed(feed, placeOf(session, options));
     Importer importer(session, feed, options.icons);
     {
+        const MOXLaunchRegistrationScope scope;
         Progress progress(session.errors(), plan.size(), widthOfErrorTerminal());
         for (auto& item : plan) {
             const auto* planned = std::get_if<PlannedSubscription>(&item);
@@ -186,7 +187,7 @@ status is 0 when the feed could be read and the store saved, unless the feed lis
 something and nothing of it could be imported.
 
 Example:
-  moxsubscribe --model dictionary import feed.xml --icons icons/ --folder Work \
+  moxsubscribe import feed.xml --icons icons/ --folder Work \
     --url https://apps.example.com/RDWeb/Feed/webfeed.aspx)");
     command->add_option("FEED", options->feed, "The feed's file")->required();
     command->add_option("--url", options->url, "The address that the feed came from")

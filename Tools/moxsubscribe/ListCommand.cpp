@@ -1,9 +1,9 @@
 #include <algorithm>
+#include <sys/stat.h>
 
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "JSONOutput.hpp"
-#include "PathArguments.hpp"
 #include "PrintableText.hpp"
 
 namespace mox::tool {
@@ -15,18 +15,22 @@ struct ListOptions {
     bool json = false;
 };
 
-bool isFolder(const MOXSubscriptionManager& manager, const std::string& path) {
-    const std::vector<std::string>& folders = manager.folders();
+/// Whether the store has the folder. The bundle model lists only folders with stubs, but any directory is
+/// one.
+bool isFolder(Session& session, const std::string& path) {
+    struct ::stat status;
+    if (session.model() == SubscriptionModel::ApplicationBundle)
+        return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
+    const std::vector<std::string>& folders = session.manager().folders();
     return std::find(folders.begin(), folders.end(), path) != folders.end();
 }
 
 void list(Session& session, const ListOptions& options) {
     const MOXSubscriptionManager& manager = session.manager();
-    const std::string folder = options.folder ? storePath(*options.folder, session.applicationsFolder())
-                                              : session.applicationsFolder();
+    const std::string folder = options.folder ? session.path(*options.folder) : session.applicationsFolder();
     // The empty path stands for the top of the store, which is no folder of its own; and the applications
     // folder may be empty, but never unknown to a user.
-    if (!folder.empty() && folder != session.applicationsFolder() && !isFolder(manager, folder)) {
+    if (!folder.empty() && folder != session.applicationsFolder() && !isFolder(session, folder)) {
         throw Failure("list", folder, "no such folder");
     }
     const std::vector<std::string> paths = manager.subscriptionPathsInFolder(folder, options.recursive);
@@ -44,7 +48,7 @@ void addListCommand(CLI::App& program, const CommandChosen& chosen) {
 of the store, so that "list '' --recursive" lists everything.
 
 Example:
-  moxsubscribe --model dictionary list Office --recursive)");
+  moxsubscribe list Office --recursive)");
     command->add_option("FOLDER", options->folder, "The folder (default: the applications folder)");
     command->add_flag("--recursive", options->recursive, "The folders below it too");
     command->add_flag("--json", options->json, "Print a JSON array of paths");

@@ -3,7 +3,6 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
@@ -19,8 +18,8 @@ std::size_t countOf(const std::vector<std::string>& paths, const std::string& pa
 
 void move(Session& session, const MoveOptions& options) {
     MOXSubscriptionManager& manager = session.manager();
-    const std::string source = storePath(options.source, session.applicationsFolder());
-    const std::string destination = storePath(options.destination, session.applicationsFolder());
+    const std::string source = session.path(options.source);
+    const std::string destination = session.path(options.destination);
     // The framework takes an empty destination for a name at the top of the store, where nothing finds it
     // again.
     if (source.empty() || destination.empty())
@@ -32,6 +31,7 @@ void move(Session& session, const MoveOptions& options) {
                       "there is no such subscription, or it cannot be moved to " + destination);
     }
     session.requireSaved();
+    if (session.model() != SubscriptionModel::Dictionary) return;
     if (source == destination) {
         session.remark("a move onto itself removes a subscription: " + source + " is gone");
     } else if (countOf(manager.subscriptionPaths(), destination) == 0) {
@@ -47,10 +47,11 @@ void addMoveCommand(CLI::App& program, const CommandChosen& chosen) {
     CLI::App* command = program.add_subcommand("move", "Move or rename a subscription");
     command->footer(R"(TO is the new path, name included. In the dictionary model what is at TO is
 replaced, a missing folder stands for the deepest one above it that exists, and
-a move onto itself REMOVES the subscription; the last two are remarked upon.
+a move onto itself REMOVES the subscription; the last two are remarked upon. In
+the bundle model the folder of TO must be there, and nothing is ever replaced.
 
 Example:
-  moxsubscribe --model dictionary move Office/Writer Writing/Writer)");
+  moxsubscribe move Office/Writer.app Writing/Writer.app)");
     command->add_option("FROM", options->source, "The subscription")->required();
     command->add_option("TO", options->destination, "Its new path")->required();
     command->callback(

@@ -18,11 +18,9 @@ std::string storedText(std::string_view text) {
     return *PropertyList(text).string();
 }
 
-std::string storePath(std::string_view argument, const std::string& applicationsFolder) {
-    if (argument.empty()) return "";
-    const std::string path =
-        argument.starts_with('/') ? std::string(argument) : applicationsFolder + "/" + std::string(argument);
-    return normalizedPath(storedText(path));
+std::string absoluteArgument(std::string_view argument, const std::string& applicationsFolder) {
+    if (argument.empty() || argument.starts_with('/')) return normalizedPath(argument);
+    return normalizedPath(applicationsFolder + "/" + std::string(argument));
 }
 
 } // namespace mox::tool

@@ -1,12 +1,11 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
 
 void remove(Session& session, const std::string& argument) {
-    const std::string path = storePath(argument, session.applicationsFolder());
+    const std::string path = session.path(argument);
     std::optional<Error> error;
     if (!session.manager().removeSubscriptionAtPath(path, &error)) {
         if (error) throw Failure(*error, path);
@@ -21,7 +20,7 @@ void addRemoveCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto path = std::make_shared<std::string>();
     CLI::App* command = program.add_subcommand("remove", "Remove a subscription");
     command->footer(R"(Example:
-  moxsubscribe --model dictionary remove Office/Writer)");
+  moxsubscribe remove Office/Writer.app)");
     command->add_option("PATH", *path, "The subscription")->required();
     command->callback([path, chosen] { chosen([path](Session& session) { remove(session, *path); }); });
 }

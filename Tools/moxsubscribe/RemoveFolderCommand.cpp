@@ -1,6 +1,5 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
@@ -11,11 +10,11 @@ struct RemoveFolderOptions {
 };
 
 void removeFolder(Session& session, const RemoveFolderOptions& options) {
-    const std::string path = storePath(options.path, session.applicationsFolder());
+    const std::string path = session.path(options.path);
     std::optional<Error> error;
     if (!session.manager().removeFolderAtPath(path, options.onlyIfEmpty, &error)) {
         if (error) throw Failure(*error, path);
-        throw Failure("remove-folder", path, "failed");
+        throw Failure("remove-folder", path, options.onlyIfEmpty ? "it is not empty" : "failed");
     }
     session.requireSaved();
 }
@@ -25,11 +24,13 @@ void removeFolder(Session& session, const RemoveFolderOptions& options) {
 void addRemoveFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<RemoveFolderOptions>();
     CLI::App* command = program.add_subcommand("remove-folder", "Remove a folder with all in it");
-    command->footer(R"(With --only-if-empty a folder that holds a subscription, at any depth, is kept;
-the exit status is 0 then too. A folder that does not exist is no error.
+    command->footer(R"(In the dictionary model, with --only-if-empty a folder that holds a subscription,
+at any depth, is kept; the exit status is 0 then too. A folder that does not exist
+is no error there. In the bundle model --only-if-empty keeps a folder that holds
+anything but empty folders, and both are failures.
 
 Example:
-  moxsubscribe --model dictionary remove-folder Office --only-if-empty)");
+  moxsubscribe remove-folder Office --only-if-empty)");
     command->add_option("PATH", options->path, "The folder")->required();
     command->add_flag("--only-if-empty", options->onlyIfEmpty, "Keep it when it holds a subscription");
     command->callback(

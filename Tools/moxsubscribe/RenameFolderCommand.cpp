@@ -2,7 +2,6 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "PathArguments.hpp"
 
 namespace mox::tool {
 namespace {
@@ -22,8 +21,8 @@ std::string folderOf(const std::string& path) {
 
 void renameFolder(Session& session, const RenameOptions& options) {
     MOXSubscriptionManager& manager = session.manager();
-    const std::string oldPath = storePath(options.oldPath, session.applicationsFolder());
-    const std::string newPath = storePath(options.newPath, session.applicationsFolder());
+    const std::string oldPath = session.path(options.oldPath);
+    const std::string newPath = session.path(options.newPath);
     if (oldPath.empty() || newPath.empty()) throw Failure(Error::posix(EINVAL), "");
     // The framework would give the folder an empty name, with which no path finds it again.
     if (newPath == "/") throw Failure(Error::posix(EINVAL), newPath);
@@ -34,6 +33,7 @@ void renameFolder(Session& session, const RenameOptions& options) {
                       "there is no such folder, or it cannot be renamed to " + newPath);
     }
     session.requireSaved();
+    if (session.model() != SubscriptionModel::Dictionary) return;
     if (folderOf(oldPath) == folderOf(newPath)) return;
     if (lastComponent(oldPath) == lastComponent(newPath)) {
         session.remark("a rename to the same name elsewhere removes a folder: " + oldPath + " is gone");
@@ -51,10 +51,11 @@ void addRenameFolderCommand(CLI::App& program, const CommandChosen& chosen) {
     command->footer(R"(NEW is the folder's new path. In the dictionary model only its last component
 counts: a folder never moves to another parent, and a NEW that differs in its
 parent alone REMOVES the folder; both are remarked upon. A folder that has the
-new name already is replaced, with all in it.
+new name already is replaced, with all in it. In the bundle model the folder is
+moved to NEW, and nothing is ever replaced.
 
 Example:
-  moxsubscribe --model dictionary rename-folder Office "Office tools")");
+  moxsubscribe rename-folder Office "Office tools")");
     command->add_option("OLD", options->oldPath, "The folder")->required();
     command->add_option("NEW", options->newPath, "Its new path")->required();
     command->callback(

@@ -21,13 +21,17 @@ Session::Session(SubscriptionModel model, std::ostream& output, std::ostream& er
     , _output(output)
     , _errors(errors)
     , _storeFile(StoreFile::besideApplicationsFolder(StorelessManager().appsFolderPath()))
-    , _applicationsFolder(storedText(StorelessManager().appsFolderPath())) {}
+    , _applicationsFolder(textInStore(StorelessManager().appsFolderPath())) {}
+
+std::string Session::textInStore(std::string text) const {
+    return _model == SubscriptionModel::Dictionary ? storedText(text) : text;
+}
+
+std::string Session::path(std::string_view argument) const {
+    return textInStore(absoluteArgument(argument, _applicationsFolder));
+}
 
 MOXSubscriptionManager& Session::manager() {
-    if (_model == SubscriptionModel::ApplicationBundle) {
-        throw Failure("bundle model", _applicationsFolder,
-                      "not available in this version; use --model dictionary");
-    }
     if (!_manager) {
         MOXSubscriptionManager::setSubscriptionModel(_model);
         _manager = MOXSubscriptionManager::sharedManager();
@@ -36,6 +40,7 @@ MOXSubscriptionManager& Session::manager() {
 }
 
 void Session::requireSaved(const std::vector<std::string>& changedPaths) {
+    if (_model != SubscriptionModel::Dictionary) return;
     if (!_storeFile.matches(manager(), changedPaths)) {
         throw Failure(
             "save", _storeFile.path(),

@@ -27,16 +27,20 @@ public:
     /// Where relative paths begin, as the store keeps it. Loads no store.
     const std::string& applicationsFolder() const { return _applicationsFolder; }
 
-    /// The store. Fails (`Failure`) when the model is not to be had; throws what the framework throws for a
-    /// damaged store.
+    /// The path that a user means by `argument`, as the store keeps it: in the dictionary model bytes that
+    /// are no UTF-8 are U+FFFD, in the bundle model it is the disk's own path. A relative one lies below the
+    /// applications folder. Loads no store.
+    std::string path(std::string_view argument) const;
+
+    /// The store. Throws what the framework throws for a damaged store.
     MOXSubscriptionManager& manager();
 
     /// Whether `manager` has loaded the store.
     bool isOpen() const { return _manager != nullptr; }
 
-    /// Fails (`Failure`) when the store's file does not tell what the manager tells: the framework only logs
-    /// a save that fails. The entries at `changedPaths` are compared too, of everything else the paths. To be
-    /// called once, after the last change.
+    /// Fails (`Failure`) when the dictionary model's file does not tell what the manager tells: the framework
+    /// only logs a save that fails. The entries at `changedPaths` are compared too, of everything else the
+    /// paths. To be called once, after the last change. The bundle model's results tell the truth already.
     void requireSaved(const std::vector<std::string>& changedPaths = {});
 
     /// Prints a remark, as one line, for something that a user may not expect.
@@ -46,6 +50,8 @@ public:
     const std::string& storeFilePath() const { return _storeFile.path(); }
 
 private:
+    std::string textInStore(std::string text) const;
+
     SubscriptionModel _model;
     std::ostream& _output;
     std::ostream& _errors;

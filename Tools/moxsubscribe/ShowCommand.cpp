@@ -3,7 +3,6 @@
 #include "Commands.hpp"
 #include "Failure.hpp"
 #include "JSONOutput.hpp"
-#include "PathArguments.hpp"
 #include "PrintableText.hpp"
 #include "Words.hpp"
 
@@ -82,7 +81,7 @@ std::string textOf(const JSON& value) {
 }
 
 void show(Session& session, const ShowOptions& options) {
-    const std::string path = storePath(options.path, session.applicationsFolder());
+    const std::string path = session.path(options.path);
     std::optional<Error> error;
     const std::shared_ptr<MOXSubscription> subscription = session.manager().subscriptionAtPath(path, &error);
     if (!subscription && error) throw Failure(*error, path);
@@ -105,7 +104,7 @@ folder in PATH stands for the deepest one that exists, and a folder of the
 subscription's own path hides it.
 
 Example:
-  moxsubscribe --model dictionary show Office/Writer --json)");
+  moxsubscribe show Office/Writer.app --json)");
     command->add_option("PATH", options->path, "The subscription")->required();
     command->add_flag("--json", options->json, "Print a JSON object");
     command->callback(

@@ -2,16 +2,14 @@
 
 #include "Commands.hpp"
 #include "Failure.hpp"
-#include "FileReading.hpp"
 #include "FileTypeOption.hpp"
-#include "PathArguments.hpp"
+#include "IconFile.hpp"
+#include "StubName.hpp"
 #include "WordOption.hpp"
 #include "Words.hpp"
 
 namespace mox::tool {
 namespace {
-
-constexpr std::size_t maximumIconLength = std::size_t{16} * 1024 * 1024;
 
 struct SubscribeOptions {
     std::string resource;
@@ -30,12 +28,6 @@ struct SubscribeOptions {
     std::optional<std::string> contentAddress;
     std::vector<std::string> fileTypes;
 };
-
-Image iconInFile(const std::string& path) {
-    std::optional<Image> icon = imageWithData(bytesOfFile(path, maximumIconLength));
-    if (!icon) throw Failure("icon", path, "not a PNG, TIFF or ICNS picture");
-    return std::move(*icon);
-}
 
 MOXOptionalInfo optionalInfoOf(const SubscribeOptions& options) {
     MOXOptionalInfo info;
@@ -56,9 +48,10 @@ MOXOptionalInfo optionalInfoOf(const SubscribeOptions& options) {
 
 void subscribe(Session& session, const SubscribeOptions& options) {
     MOXSubscriptionManager& manager = session.manager();
-    const std::string folder = options.folder ? storePath(*options.folder, session.applicationsFolder())
-                                              : session.applicationsFolder();
-    const std::string path = storePath(folder + "/" + options.fileName, session.applicationsFolder());
+    const std::string folder = options.folder ? session.path(*options.folder) : session.applicationsFolder();
+    const bool makesStub = session.model() == SubscriptionModel::ApplicationBundle;
+    const std::string fileName = makesStub ? stubName(options.fileName) : options.fileName;
+    const std::string path = session.path(folder + "/" + fileName);
     std::optional<Error> error;
     const bool done = manager.subscribeToResource(options.resource,
                                                   {.ofType = options.type,
@@ -67,7 +60,7 @@ void subscribe(Session& session, const SubscribeOptions& options) {
                                                    .andExternalStoreURL = options.externalURL,
                                                    .usingNorvikType = options.gateway,
                                                    .andNorvikAuthType = options.authentication,
-                                                   .withFileName = options.fileName,
+                                                   .withFileName = fileName,
                                                    .inFolder = folder,
                                                    .andOptionalInfo = optionalInfoOf(options)},
                                                   &error);
@@ -91,11 +84,12 @@ std::string refuseBadFileType(const std::string& text) {
 void addSubscribeCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto options = std::make_shared<SubscribeOptions>();
     CLI::App* command = program.add_subcommand("subscribe", "Subscribe one resource");
-    command->footer(R"(An existing subscription of the same name and type is replaced. At least one of
-the two URLs is needed. Missing folders are made.
+    command->footer(R"(An existing subscription of the same name and type is replaced; in the bundle
+model its stub is refreshed in place. At least one of the two URLs is needed.
+Missing folders are made. In the bundle model a file name without ".app" gets it.
 
 Example:
-  moxsubscribe --model dictionary subscribe --resource "Fleet:Writer" \
+  moxsubscribe subscribe --resource "Fleet:Writer" \
     --type application --file-name Writer --folder Office --store Fleet \
     --internal-url https://apps.example.com/ --file-type 'Text:.odt,.txt:Text document')");
     command->add_option("--resource", options->resource, "The resource's name on its store")
