@@ -17,7 +17,8 @@ void printFolders(Session& session, bool asJSON) {
 void addFoldersCommand(CLI::App& program, const CommandChosen& chosen) {
     const auto asJSON = std::make_shared<bool>(false);
     CLI::App* command = program.add_subcommand("folders", "List all folders");
-    command->footer(R"(One path a line, each folder before the folders in it.
+    command->footer(R"(One path a line, each folder before the folders in it, in the bundle model behind
+them. There only folders with stubs, and the applications folder, are listed.
 
 Example:
   moxsubscribe folders)");

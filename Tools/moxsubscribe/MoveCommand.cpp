@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "BundleModel.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
 
@@ -24,6 +25,7 @@ void move(Session& session, const MoveOptions& options) {
     // again.
     if (source.empty() || destination.empty())
         throw Failure(Error::posix(EINVAL), source.empty() ? source : destination);
+    requireStubIfAny(session, "move", source);
     std::optional<Error> error;
     if (!manager.moveSubscriptionFrom(source, destination, &error)) {
         if (error) throw Failure(*error, source);

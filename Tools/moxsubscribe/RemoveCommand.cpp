@@ -1,3 +1,4 @@
+#include "BundleModel.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
 
@@ -6,6 +7,7 @@ namespace {
 
 void remove(Session& session, const std::string& argument) {
     const std::string path = session.path(argument);
+    requireStubIfAny(session, "remove", path);
     std::optional<Error> error;
     if (!session.manager().removeSubscriptionAtPath(path, &error)) {
         if (error) throw Failure(*error, path);

@@ -1,3 +1,4 @@
+#include "BundleModel.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
 
@@ -11,6 +12,7 @@ struct RemoveFolderOptions {
 
 void removeFolder(Session& session, const RemoveFolderOptions& options) {
     const std::string path = session.path(options.path);
+    requireFolderIfAny(session, "remove-folder", path);
     std::optional<Error> error;
     if (!session.manager().removeFolderAtPath(path, options.onlyIfEmpty, &error)) {
         if (error) throw Failure(*error, path);

@@ -1,5 +1,6 @@
 #include <algorithm>
 
+#include "BundleModel.hpp"
 #include "Commands.hpp"
 #include "Failure.hpp"
 
@@ -26,6 +27,7 @@ void renameFolder(Session& session, const RenameOptions& options) {
     if (oldPath.empty() || newPath.empty()) throw Failure(Error::posix(EINVAL), "");
     // The framework would give the folder an empty name, with which no path finds it again.
     if (newPath == "/") throw Failure(Error::posix(EINVAL), newPath);
+    requireFolderIfAny(session, "rename-folder", oldPath);
     std::optional<Error> error;
     if (!manager.renameFolderAtPath(oldPath, newPath, &error)) {
         if (error) throw Failure(*error, oldPath);
