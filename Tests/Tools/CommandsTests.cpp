@@ -218,30 +218,6 @@ TEST_F(ClientTest, Commands_of_the_bundle_model_are_wrong_usage_on_the_dictionar
     expectFailure(run({"open", "Writer", "a.txt", "b.txt"}), 2, "open is a command of the bundle model");
 }
 
-TEST_F(ClientTest,
-       Without_a_model_the_bundle_model_is_meant_and_every_command_says_that_it_is_not_available) {
-    for (const std::vector<std::string>& arguments :
-         {std::vector<std::string>{"list"},
-          {"folders"},
-          {"show", "x"},
-          {"check", "x"},
-          {"move", "x", "y"},
-          {"remove", "x"},
-          {"remove-all", "--resource", "R", "--store", "S"},
-          {"create-folder", "x"},
-          {"rename-folder", "x", "y"},
-          {"remove-folder", "x"},
-          {"watch"},
-          {"upgrade"},
-          {"open", "x"},
-          {"import", MOXSUBSCRIBE_SAMPLES "/Feeds/larkfield-1.1.xml"},
-          {"subscribe", "--resource", "R", "--type", "desktop", "--file-name", "D", "--external-url", "u"}}) {
-        expectFailure(runBare(arguments), 1, "use --model dictionary");
-    }
-    struct stat attributes {};
-    EXPECT_NE(stat(storeFile().c_str(), &attributes), 0);
-}
-
 TEST_F(ClientTest, The_model_may_follow_the_command) {
     EXPECT_EQ(runBare({"list", "--model", "dictionary"}).status, 0);
 }
