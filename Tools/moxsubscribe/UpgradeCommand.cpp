@@ -45,7 +45,8 @@ public:
     }
 
     Upgrade upgrade(const std::string& path) {
-        Upgrade result{.path = path};
+        Upgrade result;
+        result.path = path;
         const std::shared_ptr<MOXSubscription> before = _session.manager().subscriptionAtPath(path);
         result.oldVersion = versionOf(before);
         const bool isDue = before && before->needsUpdate();
@@ -192,7 +193,7 @@ Example:
         ->type_name("SERVER=NAME")
         ->allow_extra_args(false)
         ->check(CLI::Validator(refuseBadStoreName, ""));
-    command->add_option("--icon", options->iconFile, "A PNG or TIFF file with an icon for stubs without one")
+    command->add_option("--icon", options->iconFile, "A picture file with an icon for stubs without one")
         ->type_name("FILE");
     command->add_flag("--json", options->json, "Print a JSON array of results");
     command->callback(
