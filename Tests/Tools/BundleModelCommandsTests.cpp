@@ -1,3 +1,5 @@
+#include "Support/FolderInspection.hpp"
+
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
@@ -69,7 +71,7 @@ protected:
         ASSERT_NE(key, std::string::npos);
         const std::size_t begin = text.find("<string>", key);
         const std::size_t end = text.find("</string>", begin);
-        replaceInFile(path, text.substr(begin, end - begin), "<string>0.1");
+        replaceInFile(path, text.substr(key, end - key), text.substr(key, begin - key) + "<string>0.1");
     }
 
     bool exists(const std::string& path) const {
@@ -266,6 +268,7 @@ TEST_F(BundleClientTest, A_store_name_needs_a_server_and_a_name) {
 class OpeningStubs : public BundleClientTest {
 protected:
     void SetUp() override {
+        ASSERT_EQ(mkdir((home() + "/bin").c_str(), 0755), 0);
         const std::string opener =
             _home.write("bin/xdg-open", "#!/bin/sh\nprintf '%s\\n' \"$@\" >\"$HOME/opened\"\n");
         ASSERT_EQ(chmod(opener.c_str(), 0755), 0);
