@@ -28,6 +28,10 @@ public:
     EndSignals(const EndSignals&) = delete;
     EndSignals& operator=(const EndSignals&) = delete;
     ~EndSignals() {
+        // One that was not taken would end the program as soon as it is let through again.
+        signalfd_siginfo taken;
+        while (_descriptor >= 0 && read(_descriptor, &taken, sizeof taken) > 0) {
+        }
         if (_descriptor >= 0) close(_descriptor);
         pthread_sigmask(SIG_SETMASK, &_before, nullptr);
     }
