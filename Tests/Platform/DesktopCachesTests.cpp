@@ -17,8 +17,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Programs that only note how they were called stand in for the desktop's own. Each test is a process of its
-/// own, so that its environment may be changed.
+/// Programs that only note how they were called stand in for the desktop's own.
 class LinuxDesktopCachesTest : public testing::Test {
 protected:
     test::StubDesktop desktop;
@@ -30,6 +29,7 @@ protected:
         EXPECT_TRUE(desktop.disk.createDirectoryWithIntermediates(programs, 0777));
         ::setenv("PATH", programs.c_str(), 1);
     }
+    ~LinuxDesktopCachesTest() override { ::setenv("PATH", _path.c_str(), 1); }
 
     void install(const std::string& name, const std::string& lastCommand = "exit 0") {
         const std::string path = programs + "/" + name;
@@ -53,6 +53,9 @@ protected:
         }
         return lines;
     }
+
+private:
+    const std::string _path = std::getenv("PATH");
 };
 
 TEST_F(LinuxDesktopCachesTest, Each_program_is_run_for_what_changed) {
@@ -109,9 +112,13 @@ TEST_F(LinuxDesktopCachesTest, A_host_that_ignores_its_children_or_blocks_signal
     ::signal(SIGCHLD, SIG_IGN);
     ::signal(SIGTERM, SIG_IGN);
     sigset_t all;
+    sigset_t before;
     ::sigfillset(&all);
-    ::sigprocmask(SIG_BLOCK, &all, nullptr);
+    ::sigprocmask(SIG_BLOCK, &all, &before);
     caches.refresh({.types = true});
+    ::sigprocmask(SIG_SETMASK, &before, nullptr);
+    ::signal(SIGCHLD, SIG_DFL);
+    ::signal(SIGTERM, SIG_DFL);
     EXPECT_THAT(calls(), ElementsAre("update-mime-database " + desktop.dataFolder + "/mime"));
 }
 
