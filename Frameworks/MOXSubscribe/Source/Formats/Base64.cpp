@@ -92,6 +92,33 @@ void Base64Decoder::append(std::string_view text) {
     _bytes.resize(end);
 }
 
+std::optional<Bytes> bytesFromPlainBase64(std::string_view text) {
+    if (text.size() % 4 != 0) return std::nullopt;
+    if (text.empty()) return Bytes();
+    const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
+    Bytes bytes(text.size() / 4 * 3, '\0');
+    char* output = bytes.data();
+    std::uint32_t allBits = 0;
+    const auto decode = [&](std::uint32_t first, std::uint32_t second, std::uint32_t third,
+                            std::uint32_t fourth) {
+        allBits |= first | second | third | fourth;
+        const std::uint32_t group = first << 18 | second << 12 | third << 6 | fourth;
+        *output++ = static_cast<char>(group >> 16 & 0xFF);
+        *output++ = static_cast<char>(group >> 8 & 0xFF);
+        *output++ = static_cast<char>(group & 0xFF);
+    };
+    const std::size_t last = text.size() - 4;
+    for (std::size_t index = 0; index < last; index += 4) {
+        decode(digitValue(text[index]), digitValue(text[index + 1]), digitValue(text[index + 2]),
+               digitValue(text[index + 3]));
+    }
+    decode(digitValue(text[last]), digitValue(text[last + 1]), padding == 2 ? 0U : digitValue(text[last + 2]),
+           padding != 0 ? 0U : digitValue(text[last + 3]));
+    if (allBits >= skipped) return std::nullopt;
+    bytes.resize(bytes.size() - padding);
+    return bytes;
+}
+
 Bytes Base64Decoder::take() {
     append("=");
     return std::exchange(_bytes, {});

@@ -3,6 +3,7 @@
 #include "Foundation/Bytes.hpp"
 
 #include <cstdint>
+#include <optional>
 
 namespace mox {
 
@@ -24,5 +25,9 @@ private:
     std::uint32_t _bits = 0;
     int _digits = 0;
 };
+
+/// The bytes of base64 text that is nothing but whole groups of digits, the last one perhaps padded; nil for
+/// any other text.
+std::optional<Bytes> bytesFromPlainBase64(std::string_view text);
 
 } // namespace mox

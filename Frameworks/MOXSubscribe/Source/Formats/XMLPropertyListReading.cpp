@@ -1,6 +1,7 @@
 #include "Formats/XMLPropertyListReading.hpp"
 
 #include "Formats/Base64.hpp"
+#include "Formats/CanonicalPropertyListReading.hpp"
 #include "Formats/PropertyListBuilder.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/ScalarText.hpp"
@@ -255,6 +256,11 @@ bool XMLReader::end(Element element) {
 } // namespace
 
 std::optional<PropertyList> propertyListFromUTF8XML(std::string_view document) {
+    if (auto value = propertyListFromCanonicalXML(document)) return value;
+    return propertyListFromGeneralXML(document);
+}
+
+std::optional<PropertyList> propertyListFromGeneralXML(std::string_view document) {
     return document.empty() ? std::nullopt : XMLReader().read(document);
 }
 

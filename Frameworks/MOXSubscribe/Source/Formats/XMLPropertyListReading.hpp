@@ -11,4 +11,7 @@ namespace mox {
 /// `propertyListFromXML`.
 std::optional<PropertyList> propertyListFromUTF8XML(std::string_view document);
 
+/// The same by the general parser alone, which takes every form of XML.
+std::optional<PropertyList> propertyListFromGeneralXML(std::string_view document);
+
 } // namespace mox

@@ -18,14 +18,18 @@ PropertyList::Dictionary& PropertyList::Dictionary::operator=(Dictionary&& other
 PropertyList::Dictionary::~Dictionary() = default;
 
 PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
+    for (Entry& entry : entries)
+        entry.key = repairedUTF8(std::move(entry.key));
+    return fromValidatedEntries(std::move(entries));
+}
+
+PropertyList::Dictionary PropertyList::Dictionary::fromValidatedEntries(std::vector<Entry> entries) {
     const auto precedes = [](const Entry& one, const Entry& other) {
         return precedesByUTF16(one.key, other.key);
     };
     const auto isOutOfOrder = [&precedes](const Entry& one, const Entry& other) {
         return !precedes(one, other);
     };
-    for (Entry& entry : entries)
-        entry.key = repairedUTF8(std::move(entry.key));
     if (std::adjacent_find(entries.begin(), entries.end(), isOutOfOrder) != entries.end()) {
         std::stable_sort(entries.begin(), entries.end(), precedes);
         // From the back, where the last of equal keys comes first, which is the one that unique() keeps.
@@ -172,18 +176,12 @@ PropertyList& PropertyList::operator=(const PropertyList& other) {
     return *this = PropertyList(other);
 }
 
-PropertyList::PropertyList(PropertyList&& other) noexcept = default;
-
 PropertyList& PropertyList::operator=(PropertyList&& other) noexcept {
     // By way of a local: `other` may live inside what is replaced.
     PropertyList previous(std::move(*this));
     PropertyList next(std::move(other));
     _value = std::move(next._value);
     return *this;
-}
-
-PropertyList::~PropertyList() {
-    releaseNested();
 }
 
 PropertyList PropertyList::copyWithoutNested(const PropertyList& other) {
@@ -234,7 +232,7 @@ void PropertyList::copyNested(const PropertyList& other) {
             auto& entries = copy->dictionary()->_entries;
             entries.reserve(count);
             for (const Entry& entry : source->dictionary()->_entries) {
-                entries.push_back(Entry{entry.key, copyWithoutNested(entry.value)});
+                entries.emplace_back(std::string(entry.key), copyWithoutNested(entry.value));
             }
         }
         for (std::size_t index = 0; index < count; ++index) {
@@ -257,14 +255,28 @@ PropertyList PropertyList::takeLastChild() noexcept {
     return taken;
 }
 
+/// Destroys the container's children at the end, up to the last one that has children of its own.
+void PropertyList::dropLastLeaves() noexcept {
+    if (Array* values = array()) {
+        while (!values->empty() && values->back().childCount() == 0)
+            values->pop_back();
+    } else {
+        std::vector<Entry>& entries = dictionary()->_entries;
+        while (!entries.empty() && entries.back().value.childCount() == 0)
+            entries.pop_back();
+    }
+}
+
 /// Takes no memory, which may be what has run out: while a container's children are being destroyed, what is
 /// left of the container around it waits in the place of its first child, and so comes up again last.
 void PropertyList::releaseNested() noexcept {
     if (childCount() == 0) return;
     PropertyList container(std::move(*this));
-    while (container.childCount() != 0) {
+    for (container.dropLastLeaves(); container.childCount() != 0; container.dropLastLeaves()) {
         PropertyList next = container.takeLastChild();
         while (next.childCount() != 0) {
+            next.dropLastLeaves();
+            if (next.childCount() == 0) break;
             if (container.childCount() == 0) {
                 container = std::move(next);
                 break;

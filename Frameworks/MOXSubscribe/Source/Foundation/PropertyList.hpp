@@ -81,6 +81,9 @@ public:
         /// already, and n log n time otherwise.
         static Dictionary fromEntries(std::vector<Entry> entries);
 
+        /// The same of entries whose keys a reader has already found to be well-formed UTF-8.
+        static Dictionary fromValidatedEntries(std::vector<Entry> entries);
+
         /// How many entries there are.
         bool empty() const noexcept { return _entries.empty(); }
         std::size_t size() const noexcept;
@@ -146,9 +149,11 @@ public:
     PropertyList(const PropertyList& other);
     PropertyList& operator=(const PropertyList& other);
     /// A value that was moved from may only be assigned to or destroyed.
-    PropertyList(PropertyList&& other) noexcept;
+    PropertyList(PropertyList&& other) noexcept = default;
     PropertyList& operator=(PropertyList&& other) noexcept;
-    ~PropertyList();
+    ~PropertyList() {
+        if (isContainer()) releaseNested();
+    }
 
     /// What the value is.
     Kind kind() const noexcept;
@@ -188,6 +193,10 @@ private:
     PropertyList(std::in_place_type_t<Alternative> type, Alternative value) noexcept
         : _value(type, std::move(value)) {}
 
+    bool isContainer() const noexcept {
+        return std::holds_alternative<Array>(_value) || std::holds_alternative<Dictionary>(_value);
+    }
+
     static PropertyList copyWithoutNested(const PropertyList& other);
     std::size_t childCount() const noexcept;
     PropertyList& child(std::size_t index) noexcept;
@@ -195,6 +204,7 @@ private:
     bool equalsIgnoringChildren(const PropertyList& other) const;
     void copyNested(const PropertyList& other);
     PropertyList takeLastChild() noexcept;
+    void dropLastLeaves() noexcept;
     void releaseNested() noexcept;
 
     Value _value;
@@ -202,6 +212,9 @@ private:
 
 /// A dictionary's key with its value.
 struct PropertyList::Entry {
+    Entry(std::string&& newKey, PropertyList&& newValue) noexcept
+        : key(std::move(newKey)), value(std::move(newValue)) {}
+
     /// The key, in well-formed UTF-8.
     std::string key;
     /// What is stored under it.
