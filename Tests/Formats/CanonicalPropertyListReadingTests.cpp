@@ -1,0 +1,139 @@
+#include "Formats/CanonicalPropertyListReading.hpp"
+#include "Formats/PropertyListReading.hpp"
+#include "Formats/PropertyListSamples.hpp"
+#include "Formats/PropertyListWriting.hpp"
+#include "Formats/XMLPropertyListReading.hpp"
+
+#include <gtest/gtest.h>
+
+namespace mox {
+namespace {
+
+using namespace std::string_literals;
+
+std::string canonical(std::string_view root) {
+    return std::string(test::xmlStart).append(root).append("\n</plist>\n");
+}
+
+std::optional<PropertyList> read(std::string_view root) {
+    return propertyListFromCanonicalXML(canonical(root));
+}
+
+bool isXML(const Bytes& bytes) {
+    return bytes.starts_with("<?xml");
+}
+
+TEST(CanonicalPropertyListReading, What_we_write_is_read_in_place) {
+    const std::optional<Bytes> written = storedFormOfPropertyList(test::everyKind());
+    ASSERT_TRUE(written && isXML(*written));
+    EXPECT_EQ(propertyListFromCanonicalXML(*written), test::everyKind());
+    std::mt19937 random(7);
+    int inPlace = 0;
+    for (int tree = 0; tree < 400; ++tree) {
+        const PropertyList value = test::randomTree(random);
+        const std::optional<Bytes> document = storedFormOfPropertyList(value);
+        ASSERT_TRUE(document);
+        if (!isXML(*document)) continue;
+        ASSERT_EQ(propertyListFromCanonicalXML(*document), value) << *document;
+        ++inPlace;
+    }
+    EXPECT_GT(inPlace, 50);
+}
+
+TEST(CanonicalPropertyListReading, Data_may_be_broken_into_lines_as_the_platform_does) {
+    EXPECT_EQ(read("<data>\n\tAAEC\n\tAwQ=\n\t</data>"), PropertyList(PropertyList::Data("\0\1\2\3\4"s)));
+    EXPECT_EQ(read("<data>\n</data>"), PropertyList(PropertyList::Data("")));
+    EXPECT_EQ(read("<data>\n\tAAECAw==\n\t</data>"), PropertyList(PropertyList::Data("\0\1\2\3"s)));
+}
+
+TEST(CanonicalPropertyListReading, The_references_of_writing_are_resolved) {
+    EXPECT_EQ(read("<string>&lt;a&gt;&amp;amp;&#13;</string>"), PropertyList("<a>&amp;\r"));
+}
+
+TEST(CanonicalPropertyListReading, Of_a_repeated_key_the_last_value_stays) {
+    PropertyList::Dictionary expected;
+    expected.set("a", PropertyList("2"));
+    EXPECT_EQ(read("<dict><key>a</key><string>1</string><key>a</key><string>2</string></dict>"),
+              PropertyList(expected));
+}
+
+TEST(CanonicalPropertyListReading, Every_other_form_is_left_to_the_general_reader) {
+    for (const std::string& root : {
+             "<!-- c --><string>a</string>"s,
+             "<string><![CDATA[a]]></string>"s,
+             "<string >a</string>"s,
+             "<string/>"s,
+             "<string>&quot;</string>"s,
+             "<string>&#65;</string>"s,
+             "<string>a\rb</string>"s,
+             "<string>]]></string>"s,
+             "<string>\x01</string>"s,
+             "<string>\0</string>"s,
+             "<string>\xEF\xBF\xBE</string>"s,
+             "<string>\xFF</string>"s,
+             "<string>a"s,
+             "<string>a</key>"s,
+             "<data>AA.A</data>"s,
+             "<data>&#65;AAA</data>"s,
+             "<integer>one</integer>"s,
+             "<real></real>"s,
+             "<date>yesterday</date>"s,
+             "<key>a</key>"s,
+             "<dict><key>a</key></dict>"s,
+             "<dict><string>a</string></dict>"s,
+             "<dict><key>a</key><key>b</key><string>c</string></dict>"s,
+             "<array><key>a</key></array>"s,
+             "<array></dict>"s,
+             "<dict><key>a</key><string>b</string>"s,
+             "<string>a</string><string>b</string>"s,
+             "text"s,
+             ""s,
+         }) {
+        EXPECT_EQ(read(root), std::nullopt) << root;
+    }
+    const std::string whole = canonical("<true/>");
+    EXPECT_EQ(propertyListFromCanonicalXML(whole), PropertyList::boolean(true));
+    EXPECT_EQ(propertyListFromCanonicalXML(whole + "<!-- c -->"), std::nullopt);
+    EXPECT_EQ(propertyListFromCanonicalXML(whole + "\0"s), std::nullopt);
+    EXPECT_EQ(propertyListFromCanonicalXML(" " + whole), std::nullopt);
+    for (std::size_t length = 0; length + 1 < whole.size(); ++length)
+        EXPECT_EQ(propertyListFromCanonicalXML(whole.substr(0, length)), std::nullopt) << length;
+}
+
+TEST(CanonicalPropertyListReading, Nesting_is_read_to_the_common_limit_and_no_deeper) {
+    const auto nested = [](std::size_t depth) {
+        std::string root;
+        for (std::size_t level = 1; level < depth; ++level)
+            root += "<array>";
+        root += "<array/>";
+        for (std::size_t level = 1; level < depth; ++level)
+            root += "</array>";
+        return root;
+    };
+    EXPECT_EQ(read(nested(maximumPropertyListDepth)), test::nestedArrays(maximumPropertyListDepth));
+    EXPECT_EQ(read(nested(maximumPropertyListDepth + 1)), std::nullopt);
+}
+
+TEST(CanonicalPropertyListReading, A_document_with_any_byte_changed_is_read_as_the_general_reader_reads_it) {
+    const std::string document =
+        canonical("<dict>\n\t<key>k&amp;</key>\n\t<data>\n\tAAEC\n\t</data>\n"
+                  "\t<key>\xC3\xA9</key>\n\t<array>\n\t\t<integer>12</integer>\n"
+                  "\t\t<string>a long enough text ]] of \xE2\x82\xAC</string>\n"
+                  "\t\t<true/>\n\t\t<real>1.5</real>\n\t\t<dict/>\n\t</array>\n</dict>");
+    ASSERT_NE(propertyListFromCanonicalXML(document), std::nullopt);
+    int accepted = 0;
+    for (std::size_t position = 0; position < document.size(); ++position) {
+        for (const char byte : "<>&/ak1=] \t\n\r\x01\x7F\xC3\xEF\xFF;"s) {
+            std::string changed = document;
+            changed[position] = byte;
+            const auto value = propertyListFromCanonicalXML(changed);
+            if (!value) continue;
+            ++accepted;
+            ASSERT_EQ(value, propertyListFromGeneralXML(changed)) << changed;
+        }
+    }
+    EXPECT_GT(accepted, 500);
+}
+
+} // namespace
+} // namespace mox
