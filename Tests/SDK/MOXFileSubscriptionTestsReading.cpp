@@ -95,6 +95,13 @@ TEST_F(FileSubscriptionReading, Of_two_descriptions_of_one_type_the_later_one_is
               "New");
 }
 
+TEST_F(FileSubscriptionReading, A_description_that_is_no_text_takes_none_of_the_others_away) {
+    const Array types = {documentType("Known", {}), documentType("Wrong", {})};
+    EXPECT_EQ(openedWithTypes(types, "\"Known\" = \"Text\"; \"Wrong\" = (\"a\", \"b\");")->fileTypes(),
+              (FileTypes{{.group = "Known", .extensions = {}, .description = "Text"},
+                         {.group = "Wrong", .extensions = {}, .description = std::nullopt}}));
+}
+
 TEST_F(FileSubscriptionReading, Strings_of_any_localisation_and_those_of_none_are_found) {
     const BundleContent content = {
         .infoPlist = dictionaryOf({{"CFBundleDocumentTypes", Array{documentType("Text", {})}}}),
@@ -271,6 +278,18 @@ TEST_F(FileSubscriptionReading, The_version_is_looked_for_until_it_was_found_and
     EXPECT_EQ(record->subscriptionVersion(), "1.0.0.0");
     EXPECT_EQ(record->internalVersion()->stringValue(), "1.0.0.0");
     EXPECT_EQ(filesRead(), 0U);
+}
+
+TEST_F(FileSubscriptionReading, The_version_stays_when_the_record_is_written_anew) {
+    const auto record = openedWithVersions({{"KorvanVersionString", "1.0"}});
+    EXPECT_EQ(record->subscriptionVersion(), "1.0.0.0");
+    makeTemplates();
+    const std::string other = makeFolder("Other");
+    ASSERT_TRUE(record->writeToFolder(other, ""));
+    EXPECT_EQ(record->path(), other + "/Word.app");
+    EXPECT_EQ(record->subscriptionVersion(), "1.0.0.0");
+    EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(other + "/Word.app")->subscriptionVersion(),
+              "2.0.0.0");
 }
 
 TEST_F(FileSubscriptionReading, A_stub_needs_an_update_when_it_is_older_than_its_template) {

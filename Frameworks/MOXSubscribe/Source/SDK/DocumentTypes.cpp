@@ -35,7 +35,7 @@ std::string withoutFirstCharacter(const std::string& text) {
 } // namespace
 
 std::vector<MOXFileType> fileTypesFromDocumentTypes(const PropertyList::Array& documentTypes,
-                                                    const TypeDescriptions& descriptions) {
+                                                    const PropertyList::Dictionary& strings) {
     std::vector<MOXFileType> fileTypes;
     for (const PropertyList& documentType : documentTypes) {
         const PropertyList::Dictionary* entry = documentType.dictionary();
@@ -45,8 +45,7 @@ std::vector<MOXFileType> fileTypesFromDocumentTypes(const PropertyList::Array& d
         if (const PropertyList::Array* extensions = entry->array(extensionsKey)) {
             fileType.extensions = dottedExtensions(*extensions);
         }
-        const auto description = descriptions.find(*name);
-        if (description != descriptions.end()) fileType.description = description->second;
+        if (const std::string* description = strings.string(*name)) fileType.description = *description;
         fileTypes.push_back(std::move(fileType));
     }
     return fileTypes;

@@ -3,8 +3,6 @@
 #include "Foundation/PropertyList.hpp"
 #include "SDK/MOXTypes.hpp"
 
-#include <functional>
-#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -18,13 +16,11 @@ namespace mox {
 /// The key of the document types in an information list.
 inline constexpr std::string_view documentTypesKey = "CFBundleDocumentTypes";
 
-/// Texts for a person, by the types' names.
-using TypeDescriptions = std::map<std::string, std::string, std::less<>>;
-
-/// The file types that `documentTypes` declares, in order, each with its text in `descriptions`. An entry
-/// without a name, or with an empty one, is left out; so is an extension that is no text.
+/// The file types that `documentTypes` declares, in order, each with the text that `strings` has for its name
+/// as its description. An entry without a name, or with an empty one, is left out; so is an extension or a
+/// description that is no text.
 std::vector<MOXFileType> fileTypesFromDocumentTypes(const PropertyList::Array& documentTypes,
-                                                    const TypeDescriptions& descriptions);
+                                                    const PropertyList::Dictionary& strings);
 
 /// The document types that declare `fileTypes`, in order, each with the role of an editor and the icon file
 /// `iconFile` (no key when it is nil). The first character of each extension is cut off, whatever it is: it

@@ -2,7 +2,6 @@
 
 #include "Formats/ICNSCoding.hpp"
 #include "Formats/ImageCoding.hpp"
-#include "Formats/StringsFile.hpp"
 #include "Formats/TextEncoding.hpp"
 #include "Foundation/PathRules.hpp"
 #include "Foundation/TextFormatting.hpp"
@@ -75,20 +74,18 @@ bool isSomethingAtPath(std::string_view path) {
     return kind == ItemKind::File || kind == ItemKind::Directory;
 }
 
-/// The types' texts in the strings of the bundle; none when they are missing or malformed.
-TypeDescriptions typeDescriptionsOfBundle(std::string_view bundlePath) {
+/// The strings of the bundle; none when they are missing or malformed.
+PropertyList::Dictionary stringsOfBundle(std::string_view bundlePath) {
     const std::optional<std::string> path = infoPlistStringsPath(bundlePath);
     if (!path) return {};
-    const Result<Bytes> content = currentPlatform().fileSystem.contentsOfFile(*path);
-    if (!content) return {};
-    return stringsFromBytes(*content).value_or(TypeDescriptions());
+    return dictionaryWithContentsOfFile(*path).value_or(PropertyList::Dictionary());
 }
 
 std::vector<MOXFileType> fileTypesOfBundle(std::string_view bundlePath) {
     const auto infoPlist = dictionaryWithContentsOfFile(infoPlistPath(bundlePath));
     const PropertyList::Array* documentTypes = infoPlist ? infoPlist->array(documentTypesKey) : nullptr;
     if (!documentTypes) return {};
-    return fileTypesFromDocumentTypes(*documentTypes, typeDescriptionsOfBundle(bundlePath));
+    return fileTypesFromDocumentTypes(*documentTypes, stringsOfBundle(bundlePath));
 }
 
 std::optional<Image> imageAtPath(const std::string& path) {

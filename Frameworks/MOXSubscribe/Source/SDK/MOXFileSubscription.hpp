@@ -92,7 +92,8 @@ public:
     ///   missing or the earlier one.
     ///
     /// No failures, only logged: type names or an icon that cannot be written (the old ones stay), and a
-    /// registration that fails. An icon of which nothing can be stored stays out without a line.
+    /// registration that fails. An icon without a representation that this system's stubs get
+    /// (`bitmapRepsForImage`) leaves the stub's own, without a line.
     ///
     /// Takes no lock. The registration is for one thread at a time: so is writing, also of different records.
     bool writeToFolder(std::string_view folder, std::string_view name,
