@@ -99,6 +99,24 @@ TEST_F(FileSubscription, Any_folder_with_a_launch_alias_is_a_stub) {
     EXPECT_EQ(record->type(), MOXSubscriptionType::Unknown);
 }
 
+TEST_F(FileSubscription, The_path_is_kept_as_it_was_given) {
+    stub({.alias = alias()});
+    const auto record = MOXFileSubscription::subscriptionWithPath(apps + "//Word.app/");
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->path(), apps + "//Word.app/");
+    EXPECT_EQ(record->fileName(), "Word.app");
+}
+
+TEST_F(FileSubscription, A_launch_alias_anywhere_else_in_a_bundle_makes_no_stub) {
+    const std::string path = makeFolder("Apps/Word.app");
+    for (const char* place : {"Contents/Resources/en.lproj/", "Resources/", "Contents/", ""}) {
+        makeFile("Apps/Word.app/" + std::string(place) + "Korvalias.plist", "{ cloneName = Word; }");
+        std::optional<Error> error;
+        EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(path, &error), nullptr) << place;
+        EXPECT_TRUE(isStubError(error, 2009, path)) << place;
+    }
+}
+
 TEST_F(FileSubscription, Where_nothing_is_there_is_no_subscription) {
     std::optional<Error> error;
     EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(apps + "/None.app", &error), nullptr);
@@ -155,6 +173,8 @@ TEST_F(FileSubscription, The_file_name_is_the_paths_and_without_a_path_the_clone
     EXPECT_EQ(record->fileName(), "Word.app");
     record->setPath("/Apps/Word.app/");
     EXPECT_EQ(record->fileName(), "Word.app");
+    record->setPath("");
+    EXPECT_EQ(record->fileName(), "");
     record->setPath(std::nullopt);
     EXPECT_EQ(record->path(), std::nullopt);
     EXPECT_EQ(record->fileName(), "Clone");

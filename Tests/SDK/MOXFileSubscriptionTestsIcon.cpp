@@ -164,6 +164,15 @@ TEST_F(FileSubscriptionIcon, Both_sides_of_a_small_picture_have_at_most_128_pixe
               (std::vector{representation(128, 128), representation(1, 128)}));
 }
 
+TEST_F(FileSubscriptionIcon, Small_is_told_by_pixels_and_not_by_points) {
+    setVersion(10, 6, 8);
+    Image image = imageOfSides({32, 256});
+    image.representations.front().size = {512, 512};
+    image.representations.back().size = {128, 128};
+    record.setIcon(image);
+    EXPECT_EQ(record.bitmapRepsForImage(image), std::vector{image.representations.front()});
+}
+
 TEST_F(FileSubscriptionIcon, Of_which_only_large_pictures_are_left_out_leaves_the_old_one_without_a_line) {
     setVersion(10, 6, 8);
     record.setIcon(imageOfSides({256, 512}));
@@ -177,6 +186,11 @@ TEST_F(FileSubscriptionIcon, The_representations_are_the_records_own_and_the_arg
     EXPECT_EQ(record.bitmapRepsForImage(argument), std::vector<Image::Representation>());
     record.setIcon(imageOfSides({16, 32}));
     EXPECT_EQ(record.bitmapRepsForImage(argument), imageOfSides({16, 32}).representations);
+}
+
+TEST_F(FileSubscriptionIcon, The_representations_are_read_from_the_stub_when_there_is_one) {
+    record.setPath(scratch.path("DockApplication.app"));
+    EXPECT_EQ(record.bitmapRepsForImage(Image()), imageOfSides({48}).representations);
 }
 
 } // namespace

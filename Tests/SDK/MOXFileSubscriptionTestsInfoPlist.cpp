@@ -129,6 +129,25 @@ TEST_F(FileSubscriptionInfoPlist, Document_types_are_replaced_in_the_records_ord
     }
 }
 
+TEST_F(FileSubscriptionInfoPlist, Document_types_that_were_not_asked_for_yet_are_those_of_the_stub) {
+    const std::string path = makeBundle("Apps/Stub.app", templateContent());
+    const Array own{dictionaryOf({{"CFBundleTypeName", "Own type"},
+                                  {"CFBundleTypeRole", "Editor"},
+                                  {"CFBundleTypeExtensions", Array{"own"}},
+                                  {"CFBundleTypeIconFile", "DockApplication.icns"}})};
+    OpenFileSubscription record("Word", {.type = Type::Application});
+    record.setPath(path);
+    Dictionary infoPlist;
+    record.updateFileTypesForInfoPlist(infoPlist);
+    EXPECT_EQ(infoPlist, dictionaryOf({{"CFBundleDocumentTypes", own}}));
+
+    OpenFileSubscription other("Word", {.type = Type::Application});
+    other.setPath(path);
+    const std::string before = stringsOf(path);
+    other.updateFileTypesForInfoPlistStringsAtPath(path + "/" + std::string(stringsFile));
+    EXPECT_EQ(stringsOf(path), before + "\n\n/* Type names */\n\n\"Own type\" = \"Type of the template\";\n");
+}
+
 TEST_F(FileSubscriptionInfoPlist, The_first_character_of_an_extension_is_cut_off_whatever_it_is) {
     EXPECT_EQ(declared({".txt", "txt", "..dot", "."}), (Array{"txt", "xt", ".dot", ""}));
     EXPECT_EQ(declared({"\xC3\xA9t\xC3\xA9", "\xF0\x9F\x98\x80x", "\xE2\x82\xAC"}),
@@ -141,7 +160,7 @@ TEST_F(FileSubscriptionInfoPlist, An_empty_extension_stays_empty) {
 }
 
 TEST_F(FileSubscriptionInfoPlist, An_extension_that_is_no_UTF_8_is_repaired_before_it_is_cut) {
-    EXPECT_EQ(declared({"\xE9txt", ".t\xE9"}), (Array{"txt", "t\xEF\xBF\xBD"}));
+    EXPECT_EQ(declared({"\xE9txt", ".t\xE9", "\x80\x80t"}), (Array{"txt", "t\xEF\xBF\xBD", "\xEF\xBF\xBDt"}));
 }
 
 TEST_F(FileSubscriptionInfoPlist, Without_document_types_those_of_the_template_and_its_strings_stay) {
@@ -166,6 +185,17 @@ TEST_F(FileSubscriptionInfoPlist, Missing_strings_are_logged_and_no_failure) {
                                 "Missing InfoPlist.strings file in subscription (" +
                                 path + ")"});
     EXPECT_EQ(infoPlistOf(path).array("CFBundleDocumentTypes")->size(), 1U);
+}
+
+TEST_F(FileSubscriptionInfoPlist,
+       A_folder_in_the_place_of_the_strings_counts_as_strings_that_cannot_be_read) {
+    OpenFileSubscription record("Word", {.type = Type::Application});
+    record.setFileTypes(FileTypes{{.group = "Text", .extensions = {".txt"}, .description = "A text"}});
+    const std::string path = makeBundle("Apps/Stub.app", {});
+    const std::string strings = makeFolder("Apps/Stub.app/Contents/Resources/InfoPlist.strings");
+    EXPECT_TRUE(record.updateInfoPlistForSubscriptionAtPath(path));
+    EXPECT_EQ(logLines(), Lines{std::string(updatingStrings) + "Unable to read InfoPlist.strings file: " +
+                                readError(strings, EISDIR).description()});
 }
 
 TEST_F(FileSubscriptionInfoPlist, A_missing_or_damaged_list_is_error_2005_without_a_line) {

@@ -121,6 +121,17 @@ TEST_F(FileSubscriptionWriting, What_was_written_is_read_back) {
     EXPECT_FALSE(read->needsUpdate());
 }
 
+TEST_F(FileSubscriptionWriting, What_was_set_stays_as_it_was_set) {
+    makeTemplates();
+    const auto record = made();
+    const std::vector<MOXFileType> types = {{.group = "Text", .extensions = {}, .description = std::nullopt}};
+    record->setIcon(imageOfSides({17, 32}));
+    record->setFileTypes(types);
+    ASSERT_TRUE(write(record));
+    EXPECT_EQ(record->icon(), imageOfSides({17, 32}));
+    EXPECT_EQ(record->fileTypes(), types);
+}
+
 TEST_F(FileSubscriptionWriting, A_desktops_stub_is_made_from_the_desktops_template) {
     makeTemplates();
     const auto record = madeDesktop();
@@ -174,6 +185,7 @@ TEST_F(FileSubscriptionWriting, A_record_with_a_path_is_written_under_its_last_c
     EXPECT_EQ(record->path(), other + "/Word.app");
     EXPECT_EQ(namesIn(other), Lines{"Word.app"});
     EXPECT_EQ(namesIn(apps), Lines{"Word.app"});
+    EXPECT_EQ(*infoPlistOf(other + "/Word.app").string("CFBundleName"), "Word");
 }
 
 TEST_F(FileSubscriptionWriting, A_record_read_from_a_stub_takes_its_types_and_icon_to_the_next_one) {
@@ -346,6 +358,13 @@ TEST_F(FileSubscriptionWriting, Without_a_template_nothing_is_written) {
     expectNothingDone(*record, before);
 }
 
+TEST_F(FileSubscriptionWriting, A_missing_template_is_told_before_a_path_or_name_that_cannot_be_copied_to) {
+    EXPECT_FALSE(made()->writeToFolder(makeFolder("Ca\xE9"), "", &error));
+    EXPECT_TRUE(isStubError(error, 2002));
+    EXPECT_FALSE(made("../Word.app")->writeToFolder(apps, "", &error));
+    EXPECT_TRUE(isStubError(error, 2002));
+}
+
 TEST_F(FileSubscriptionWriting, A_record_of_another_type_has_no_template) {
     makeTemplates();
     const auto before = everything();
@@ -377,6 +396,32 @@ TEST_F(FileSubscriptionWriting, A_stub_without_a_type_is_refreshed_by_a_record_w
                      "-[MOXFileSubscription templateIconName] Unexpected subscription type (0)",
                      "-[MOXFileSubscription templateIconName] Unexpected subscription type (0)",
                      std::string(writing) + "Error saving icon to path ((null))"}));
+}
+
+TEST_F(FileSubscriptionWriting, A_record_without_a_launch_alias_leaves_the_one_that_is_there) {
+    makeBundle("Apps/Word.app", {.alias = Dictionary(), .files = {{std::string(applicationIcon), "old"}}});
+    const std::string alias = bytesAt(stub + "/" + std::string(aliasFile));
+    const auto record = MOXFileSubscription::subscriptionWithDictionary(std::nullopt);
+    record->setPath("/Elsewhere/Word.app");
+    EXPECT_FALSE(write(record));
+    EXPECT_TRUE(isStubError(error, 2007));
+    EXPECT_EQ(logLines().back(),
+              lineOfWriting("Error writing launch alias for subscription at path (" + stub + ")").front());
+    EXPECT_EQ(infoPlistOf(stub),
+              dictionaryOf({{"CFBundleName", "Word"}, {"CFBundleIdentifier", "(null)-(null)"}}));
+    EXPECT_EQ(bytesAt(stub + "/" + std::string(aliasFile)), alias);
+    EXPECT_EQ(record->path(), "/Elsewhere/Word.app");
+    EXPECT_EQ(test.launchRegistration.calls, Lines());
+}
+
+TEST_F(FileSubscriptionWriting, A_stub_in_a_folder_that_is_no_UTF_8_is_refreshed) {
+    makeBundle("Ca\xE9/Word.app", {.alias = dictionaryOf({{"Korvan Application Type", "Application"}})});
+    const auto record = made();
+    EXPECT_TRUE(record->writeToFolder(scratch.path("Ca\xE9"), "", &error));
+    EXPECT_EQ(error, std::nullopt);
+    EXPECT_EQ(logLines(), Lines());
+    EXPECT_EQ(record->path(), scratch.path("Ca\xE9/Word.app"));
+    EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(*record->path())->resourceName(), "Farm:Word");
 }
 
 TEST_F(FileSubscriptionWriting, A_folder_that_is_no_UTF_8_is_refused_before_the_copy) {
@@ -455,6 +500,7 @@ TEST_F(FileSubscriptionWriting, A_file_name_reaches_no_stub_outside_the_folder) 
         const auto record = made(name);
         EXPECT_FALSE(record->writeToFolder(folder, "", &error));
         EXPECT_TRUE(isStubError(error, 2004));
+        ASSERT_EQ(logLines().size(), 1U);
         EXPECT_TRUE(logLines().front().starts_with(
             std::string(writing) + "Can't update subscription because something else exists at path ("));
         expectNothingDone(*record, before);
@@ -467,18 +513,20 @@ TEST_F(FileSubscriptionWriting, A_file_name_reaches_no_stub_outside_the_folder) 
     expectRefused(stub + "/Contents", "..");
 }
 
-TEST_F(FileSubscriptionWriting, Hostile_file_names_of_one_component_make_a_stub_of_that_name) {
+TEST_F(FileSubscriptionWriting, Hostile_file_names_of_one_component_make_and_refresh_a_stub_of_that_name) {
     makeTemplates();
     for (const std::string name : {"-rf", "%n%s%@", "$(x)", "a;b", "a\nb", "\x1b[2J", "\"'`", ".DS_Store",
                                    "\xE2\x80\xAE"
                                    "ppa",
-                                   "e\xCC\x81", "\xC3\xA9", "..."}) {
-        const auto record = made(name);
-        EXPECT_TRUE(write(record)) << name;
-        EXPECT_EQ(record->path(), apps + "/" + name);
-        EXPECT_NE(MOXFileSubscription::subscriptionWithPath(apps + "/" + name), nullptr);
+                                   "e\xCC\x81", "\xC3\xA9", "...", "..a", "a\\b", " "}) {
+        for (int times = 0; times < 2; ++times) {
+            const auto record = made(name);
+            EXPECT_TRUE(write(record)) << name;
+            EXPECT_EQ(record->path(), apps + "/" + name);
+            EXPECT_NE(MOXFileSubscription::subscriptionWithPath(apps + "/" + name), nullptr);
+        }
     }
-    EXPECT_EQ(namesIn(apps).size(), 12U);
+    EXPECT_EQ(namesIn(apps).size(), 15U);
     EXPECT_EQ(logLines(), Lines());
 }
 
