@@ -208,6 +208,12 @@ void BundleModelScenario::putSample() {
     makeFile(inApplications("Empty/Inner/.DS_Store"), "desktop");
 }
 
+void BundleModelScenario::makeStartableTemplate() const {
+    BundleContent content = templateContent();
+    content.infoPlist->set("CFBundleExecutable", "Launcher");
+    makeBundle("DockApplication.app", content);
+}
+
 Tree BundleModelScenario::disk() const {
     Tree tree;
     for (const std::string part : {"home", "tmp"}) {

@@ -78,6 +78,9 @@ protected:
     /// Makes the user's folders what each operation begins with.
     void putSample();
 
+    /// Lets stubs of applications name a program, as the desktop wants it to.
+    void makeStartableTemplate() const;
+
     /// What the user's home and the folder for temporary files hold.
     Tree disk() const;
 

@@ -1,5 +1,6 @@
 #include "Platform/PackageNames.hpp"
 #include "Platform/Platform.hpp"
+#include "Platform/TemporaryNames.hpp"
 #include "SDK/FolderChain.hpp"
 #include "SDK/MOXFileSubscriptionManager.hpp"
 
@@ -67,7 +68,8 @@ void MOXFileSubscriptionManager::updateConvenienceArraysAtPath(const std::string
         }
         // What the listing tells of an entry's kind saves asking for it again.
         const DirectoryEntry& entry = level.entries[level.next++];
-        if (entry.kind == EntryKind::Other) continue;
+        // A copy of a folder that a crash left unfinished may hold whole stubs.
+        if (entry.kind == EntryKind::Other || isTemporaryName(entry.name)) continue;
         if (current.back() != '/') current += '/';
         current += entry.name;
         const bool mayBeLink = entry.kind != EntryKind::Directory;

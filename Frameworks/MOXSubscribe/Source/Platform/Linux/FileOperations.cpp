@@ -1,5 +1,7 @@
 #include "Platform/Linux/FileOperations.hpp"
 
+#include "Platform/TemporaryNames.hpp"
+
 #include <climits>
 
 #include <array>
@@ -91,9 +93,9 @@ std::string nameInFolder(const std::string& path) {
 }
 
 ErrorNumber makeHiddenName(SystemCalls& system, std::string& name) {
-    std::array<unsigned char, 16> random;
+    std::array<unsigned char, temporaryNameDigits / 2> random;
     if (system.getentropy(random.data(), random.size()) < 0) return errno;
-    name = ".mox-";
+    name = temporaryNamePrefix;
     for (const unsigned char byte : random) {
         constexpr const char* digits = "0123456789abcdef";
         name += digits[byte >> 4];

@@ -1,0 +1,209 @@
+#include "Foundation/UnicodeText.hpp"
+
+#include "Scenarios/BundleModelDesktop.hpp"
+#include "Scenarios/BundleModelScenario.hpp"
+
+namespace mox::test {
+namespace {
+
+using namespace std::string_literals;
+
+/// Names and texts that somebody could send to do harm.
+std::vector<std::string> hostileTexts() {
+    return {"..",
+            "../x",
+            "../../../../decoy",
+            "a/b",
+            "/abs",
+            ".",
+            "/",
+            "trailing/",
+            "line\nfeed",
+            "return\rhere",
+            "tab\there",
+            "escape\x1b[31m",
+            "nul\0inside"s,
+            "\0"s,
+            std::string(255, 'n'),
+            std::string(256, 'n'),
+            std::string(64 * 1024, 'n'),
+            "\xff\xfe invalid",
+            "cut \xe2\x82",
+            "\xed\xa0\x80 surrogate",
+            "Caf\u00e9",
+            "Cafe\u0301",
+            "\u202e reversed",
+            "\ufffe noncharacter",
+            "\U0001F600",
+            "quote\" 'single' `back` \\ backslash",
+            "%n%s%@%d%f%U",
+            "; rm -rf /",
+            "$(touch x)",
+            "-dash",
+            ".DS_Store",
+            "<key>&amp;</key>]]>",
+            " ",
+            "Name=Other\nExec=touch decoy\n[Desktop Action x]"};
+}
+
+/// A client with a desktop that really registers, in a home that holds other things too.
+class NamesInTheBundleModel : public BundleModelScenario {
+protected:
+    NamesInTheBundleModel() {
+        for (const char* decoy : {"home/Documents/decoy", "home/.config/mimeapps.list", "home/decoy", "decoy",
+                                  "home/.local/share/applications/other.desktop"})
+            makeFile(decoy, "precious");
+        makeFolder("home/Applications");
+        makeStartableTemplate();
+    }
+
+    /// Everything but what the model may change.
+    Tree elsewhere() const {
+        Tree tree = contentsOfTree(scratch.path());
+        std::erase_if(tree, [](const auto& item) {
+            return isInOneOf(item.first, {"home/Applications", "home/.local/share/Trash",
+                                          "home/.local/share/icons", "home/.local/share/mime"}) ||
+                   item.first.starts_with("home/.local/share/applications/moxsubscribe-");
+        });
+        return tree;
+    }
+
+    /// Makes the stub at `path` an old one.
+    void age(const std::string& path) const {
+        Dictionary infoPlist = infoPlistOf(path);
+        infoPlist.set("KorvanVersionString", "1.0");
+        infoPlist.remove("CFBundleShortVersionString");
+        makeBundle(path.substr(scratch.path().size() + 1), {.infoPlist = infoPlist});
+    }
+
+    MOXSubscribeKeywords keywordsOf(const std::string& text, const std::string& fileName) const {
+        MOXSubscribeKeywords keywords = keywordsFor(fileName, inApps());
+        keywords.onStoreNamed = text;
+        keywords.withInternalStoreURL = text;
+        keywords.andExternalStoreURL = text;
+        keywords.andOptionalInfo =
+            MOXOptionalInfo{{"Description", text},
+                            {"SVLaunchURL", text},
+                            {"Publisher Name", text},
+                            {"Content Address", text},
+                            {"FileTypes", std::vector{MOXFileType{text, {text}, text}}}};
+        return keywords;
+    }
+
+    bool upgrade(const std::string& path) {
+        return dynamic_cast<MOXFileSubscriptionManager&>(*manager).updateSubscriptionAtPath(path, {}, {});
+    }
+
+    BundleModelDesktop desktop{test, scratch.path()};
+    ScopedPlatform onDesktop{desktop.platform};
+};
+
+TEST_F(NamesInTheBundleModel, Any_text_in_any_field_comes_back_and_nothing_else_on_the_disk_changes) {
+    before = elsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        const std::string path = inApps("Word.app");
+        start();
+        ASSERT_TRUE(manager->subscribeToResource(text, keywordsOf(text, "Word.app")));
+        EXPECT_TRUE(manager->subscribeToResource(text, keywordsOf(text, "Word.app"))) << "refreshed";
+        EXPECT_EQ(manager->subscriptionPaths(), Paths{path});
+        EXPECT_EQ(desktop.invalidEntries(), Lines());
+        EXPECT_EQ(desktop.registeredStubs(), Lines{path});
+        for (const bool isUpgraded : {false, true}) {
+            if (isUpgraded) {
+                age(path);
+                ASSERT_TRUE(upgrade(path));
+                EXPECT_EQ(versionOf(path), "2.0");
+                EXPECT_EQ(desktop.invalidEntries(), Lines());
+                EXPECT_EQ(desktop.registeredStubs(), Lines{path});
+            }
+            const auto record = manager->subscriptionAtPath(path);
+            ASSERT_NE(record, nullptr);
+            for (const auto& value :
+                 {record->resourceName(), record->storeName(), record->internalStoreURL(),
+                  record->externalStoreURL(), record->subscriptionDescription(), record->launchURL(),
+                  record->publisherName(), record->contentAddress()}) {
+                ASSERT_TRUE(value);
+                EXPECT_EQ(*value, stored);
+            }
+        }
+        EXPECT_EQ(manager->removeAllSubscriptionsWithUniqueName(stored, stored), Paths{path});
+        EXPECT_EQ(namesIn(inApps()), Paths());
+        EXPECT_EQ(desktop.registeredStubs(), Lines());
+        if (HasFailure()) return;
+    }
+    EXPECT_EQ(elsewhere(), before);
+}
+
+TEST_F(NamesInTheBundleModel, A_file_name_is_one_component_or_refused_and_nothing_else_on_the_disk_changes) {
+    before = elsewhere();
+    std::size_t refused = 0;
+    for (const std::string& text : hostileTexts()) {
+        for (const std::string& given : {text, text + ".app"}) {
+            SCOPED_TRACE(given.substr(0, 40));
+            // The name is kept in the launch alias, which holds Unicode text only.
+            const std::string name = repairedUTF8(given);
+            const std::string path = inApps() + "/" + name;
+            start();
+            std::optional<Error> error;
+            const bool isDone = manager->subscribeToResource("Farm:Word", keywordsOf("text", given), &error);
+            const bool isOneName =
+                name != "." && name != ".." && name.size() <= 255 && name.find_first_of("/\0"s) == name.npos;
+            EXPECT_TRUE(!isDone || isOneName);
+            if (!isDone) {
+                ++refused;
+                EXPECT_TRUE(error && error->domain() == MOXSubscribeErrorDomain);
+                EXPECT_EQ(namesIn(inApps()), Paths());
+                continue;
+            }
+            EXPECT_EQ(namesIn(inApps()), Paths{name}) << "as it is";
+            const bool isListed = isThere(path) && name.ends_with(".app");
+            EXPECT_EQ(manager->subscriptionPaths(), isListed ? Paths{path} : Paths());
+            EXPECT_EQ(desktop.invalidEntries(), Lines());
+            age(path);
+            EXPECT_TRUE(upgrade(path));
+            EXPECT_EQ(versionOf(path), "2.0");
+            EXPECT_EQ(desktop.invalidEntries(), Lines());
+            EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
+            EXPECT_EQ(namesIn(inApps()), Paths());
+            EXPECT_EQ(desktop.registeredStubs(), Lines());
+        }
+        if (HasFailure()) return;
+    }
+    EXPECT_GT(refused, 10U);
+    EXPECT_EQ(elsewhere(), before);
+}
+
+TEST_F(NamesInTheBundleModel, Stubs_with_the_names_of_one_text_in_two_spellings_are_two) {
+    start();
+    ASSERT_TRUE(manager->subscribeToResource("Farm:One", keywordsFor("Caf\u00e9.app", inApps())));
+    ASSERT_TRUE(manager->subscribeToResource("Farm:Two", keywordsFor("Cafe\u0301.app", inApps())));
+    EXPECT_EQ(manager->numberOfSubscriptions(), 2U);
+    EXPECT_EQ(manager->subscriptionAtPath(inApps("Caf\u00e9.app"))->resourceName(), "Farm:One");
+    EXPECT_EQ(manager->subscriptionAtPath(inApps("Cafe\u0301.app"))->resourceName(), "Farm:Two");
+    EXPECT_EQ(desktop.registeredStubs().size(), 2U);
+}
+
+TEST_F(NamesInTheBundleModel, Texts_in_a_stub_that_somebody_else_made_do_no_harm_in_an_upgrade) {
+    before = elsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        Dictionary alias = oldAlias();
+        for (const char* key : {"cloneName", "Korvan Server Unique Application Name", "Korvan Description",
+                                "Stavenor Launch URL", "Korvan Publisher Name", "Korvan Content Address"})
+            alias.set(key, stored);
+        const std::string path = makeOldStub("Word.app", alias);
+        start();
+        EXPECT_TRUE(upgrade(path));
+        EXPECT_EQ(namesIn(inApps()), Paths{"Word.app"}) << "the file's name counts, not the one it holds";
+        EXPECT_EQ(versionOf(path), "2.0");
+        EXPECT_EQ(desktop.invalidEntries(), Lines());
+        EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
+    }
+    EXPECT_EQ(elsewhere(), before);
+}
+
+} // namespace
+} // namespace mox::test
