@@ -1,5 +1,7 @@
 #include "SDK/UpgradeTest.hpp"
 
+#include <cerrno>
+
 namespace mox::test {
 namespace {
 
@@ -16,7 +18,7 @@ TEST_F(UpgradingStubs, A_stub_that_is_current_is_left_alone_and_nobody_is_asked)
     const auto store = open();
     std::optional<Error> error = staleError();
     EXPECT_TRUE(store->updateSubscriptionAtPath(stub, askForStore("Name"), askForIcon(32), &error));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_THAT(asked, IsEmpty());
     EXPECT_THAT(logLines(), IsEmpty());
     EXPECT_THAT(test.launchRegistration.calls, IsEmpty());
@@ -30,7 +32,7 @@ TEST_F(UpgradingStubs, An_old_stub_is_replaced_by_a_new_one_of_the_same_record) 
     const auto store = open();
     std::optional<Error> error = staleError();
     EXPECT_TRUE(store->updateSubscriptionAtPath(stub, {}, {}, &error));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_EQ(versionOf(stub), "2.0");
     EXPECT_TRUE(isThere(stub + "/Contents/MacOS/Launcher"));
     const auto record = MOXFileSubscription::subscriptionWithPath(stub);
@@ -96,11 +98,24 @@ TEST_F(UpgradingStubs, The_desktop_knows_the_new_stub_in_place_of_the_old_one) {
     const auto record = MOXFileSubscription::subscriptionWithPath(stub);
     ASSERT_TRUE(store->updateSubscription(record, {}, {}));
     const std::string newPath = *record->path();
-    EXPECT_THAT(registrations(),
-                ElementsAre("register " + newPath, "removed " + stub, "moved " + newPath + " to " + stub,
-                            "removed " + newPath.substr(0, newPath.rfind('/'))));
-    EXPECT_EQ(test.launchRegistration.calls.front(), "begin");
-    EXPECT_EQ(test.launchRegistration.calls.back(), "end");
+    EXPECT_THAT(test.launchRegistration.calls,
+                ElementsAre("begin", "register " + newPath, "begin", "removed " + stub, "end",
+                            "register " + stub, "begin", "removed " + newPath.substr(0, newPath.rfind('/')),
+                            "end", "end"))
+        << "one refresh for all";
+}
+
+TEST_F(UpgradingStubs, The_desktop_is_told_of_the_stub_also_when_it_could_not_take_the_temporary_one) {
+    const std::string stub = makeOldStub("Word.app");
+    const auto store = open();
+    test.launchRegistration.status = EINVAL;
+    EXPECT_TRUE(store->updateSubscriptionAtPath(stub, {}, {}));
+    EXPECT_THAT(registrations(), testing::Contains("register " + stub));
+    EXPECT_THAT(logLines(),
+                ElementsAre("-[MOXFileSubscription writeToFolder:withName:error:] Error registering "
+                            "subscription with launch services (22)",
+                            line("Successfully upgraded '" + stub + "' from 1.0.0.0 to 2.0.0.0")))
+        << "the second one's failure is nobody's";
 }
 
 // The store of old records

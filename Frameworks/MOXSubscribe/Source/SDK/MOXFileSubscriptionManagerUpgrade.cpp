@@ -191,7 +191,9 @@ bool MOXFileSubscriptionManager::replaceStub(MOXFileSubscription& subscription,
         if (alias) restoreStub(platform(), *alias, oldPath);
         return false;
     }
-    platform().launchRegistration.bundleMoved(newPath, oldPath);
+    // Told as new, not as moved: what the desktop could not take at the temporary path, it may take here, and
+    // nothing else would tell it of this stub again. Best effort.
+    platform().launchRegistration.registerBundle(oldPath);
     const auto newStub = MOXFileSubscription::subscriptionWithPath(oldPath);
     logLine(platform(), "%s Successfully upgraded '%@' from %@ to %@",
             {operation, oldPath, oldVersion, newStub ? newStub->subscriptionVersion() : std::nullopt});
