@@ -27,7 +27,9 @@ std::shared_ptr<MOXFileSubscription>
 OpenBundleStore::subscriptionWithFileName(const std::string& fileName,
                                           const MOXSubscriptionKeywords& keywords) const {
     if (makesNoRecords) return nullptr;
-    return MOXFileSubscriptionManager::subscriptionWithFileName(fileName, keywords);
+    auto record = MOXFileSubscriptionManager::subscriptionWithFileName(fileName, keywords);
+    if (preparation) preparation(*record);
+    return record;
 }
 
 BundleStoreTest::BundleStoreTest() {

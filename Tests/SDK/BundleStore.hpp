@@ -34,6 +34,9 @@ public:
     /// Whether no record of a new subscription can be made.
     bool makesNoRecords = false;
 
+    /// Prepares the record of a new subscription before it is given its optional information.
+    std::function<void(MOXFileSubscription& record)> preparation;
+
     /// Takes the place of removing an item, where it gives a result.
     std::function<std::optional<bool>(std::string_view path, bool useTrash, std::optional<Error>* error)>
         removal;

@@ -67,6 +67,24 @@ TEST_F(CreatingFolders, A_failure_of_the_system_is_carried_by_error_2003) {
     EXPECT_THAT(logLines(), IsEmpty());
 }
 
+TEST_F(CreatingFolders, A_failure_rebuilds_nothing) {
+    const std::string file = makeFile("home/Applications/file", "x");
+    const auto store = open();
+    makeStub("Unseen.app");
+    EXPECT_FALSE(store->createFolderAtPath(file));
+    EXPECT_FALSE(store->createFolderAtPath(file + "/below"));
+    EXPECT_THAT(store->subscriptionPaths(), IsEmpty());
+}
+
+TEST_F(CreatingFolders, What_the_system_refuses_to_tell_of_is_tried_all_the_same) {
+    const auto store = open();
+    test.fileSystem.failCall(FileSystemOperation::ItemKind, 1, EACCES, FaultDuration::Once);
+    std::optional<Error> error;
+    EXPECT_TRUE(store->createFolderAtPath(inApps("a"), &error));
+    EXPECT_EQ(error, std::nullopt);
+    EXPECT_THAT(store->folders(), ElementsAre(inApps("a"), inApps()));
+}
+
 TEST_F(CreatingFolders, A_link_to_a_folder_is_a_folder_and_a_dangling_one_is_in_the_way) {
     makeAppsFolder();
     makeLink("link", scratch.path("tmp"));
@@ -126,10 +144,11 @@ TEST_F(RenamingFolders, The_folder_moves_with_all_in_it_and_the_arrays_follow) {
     const auto store = open();
     std::optional<Error> error = staleError();
     EXPECT_TRUE(store->renameFolderAtPath(inApps("old"), inApps("new"), &error));
-    EXPECT_EQ(error->domain(), "Stale") << "untouched on success";
+    EXPECT_TRUE(isStale(error)) << "untouched on success";
     EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("new/Stub.app")));
     EXPECT_THAT(store->folders(), ElementsAre(inApps("new"), inApps()));
     EXPECT_FALSE(isThere(inApps("old")));
+    EXPECT_THAT(logLines(), IsEmpty());
 }
 
 TEST_F(RenamingFolders, The_new_path_counts_as_added_and_the_old_one_no_more) {
@@ -174,6 +193,7 @@ TEST_F(RenamingFolders, A_failure_of_the_system_is_passed_through_and_the_arrays
     EXPECT_THAT(store->_foldersAddedByUser, ElementsAre(inApps("new")));
     EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("New.app")));
     EXPECT_FALSE(store->renameFolderAtPath(inApps("missing"), inApps("new")));
+    EXPECT_THAT(logLines(), IsEmpty());
 }
 
 TEST_F(RenamingFolders, To_its_own_path_fails_and_the_folder_counts_as_added) {
@@ -205,7 +225,7 @@ TEST_F(RemovingFolders, Everything_in_it_goes_and_the_arrays_stay_as_they_were_u
     store->_foldersAddedByUser.insert(inApps("a"));
     std::optional<Error> error = staleError();
     EXPECT_TRUE(store->removeFolderAtPath(inApps("a"), false, &error));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_FALSE(isThere(inApps("a")));
     EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("a/b/Stub.app")));
     EXPECT_THAT(store->folders(), ElementsAre(inApps("a/b"), inApps("a"), inApps()));
@@ -221,9 +241,9 @@ TEST_F(RemovingFolders, One_that_is_not_almost_empty_stays_without_an_error) {
     const auto store = open();
     std::optional<Error> error = staleError();
     EXPECT_FALSE(store->removeFolderAtPath(inApps("a"), true, &error));
-    EXPECT_EQ(error->domain(), "Stale") << "not written";
+    EXPECT_TRUE(isStale(error)) << "not written";
     EXPECT_FALSE(store->removeFolderAtPath(inApps("missing"), true, &error));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_TRUE(isThere(inApps("a/Stub.app")));
     EXPECT_THAT(registrations(), IsEmpty());
 }
@@ -295,6 +315,10 @@ TEST_F(RemovingFolders, An_added_folder_stays_listed_until_another_operation_reb
     EXPECT_THAT(store->folders(), ElementsAre(inApps("a"), inApps()));
     ASSERT_TRUE(store->createFolderAtPath(inApps("b")));
     EXPECT_THAT(store->folders(), ElementsAre(inApps("b"), inApps()));
+    makeAppsFolder("a");
+    store->updateConvenienceArrays();
+    EXPECT_THAT(store->folders(), UnorderedElementsAre(inApps("a"), inApps("b"), inApps()))
+        << "never forgotten";
 }
 
 TEST_F(RemovingFolders, The_desktop_forgets_what_was_in_it) {
@@ -303,7 +327,8 @@ TEST_F(RemovingFolders, The_desktop_forgets_what_was_in_it) {
     const auto store = open();
     ASSERT_TRUE(store->removeFolderAtPath(inApps("a"), false));
     ASSERT_TRUE(store->removeFolderAtPath(inApps("b"), true));
-    EXPECT_THAT(registrations(), ElementsAre("removed " + inApps("a"), "removed " + inApps("b")));
+    EXPECT_THAT(test.launchRegistration.calls, ElementsAre("begin", "removed " + inApps("a"), "end", "begin",
+                                                           "removed " + inApps("b"), "end"));
 }
 
 } // namespace

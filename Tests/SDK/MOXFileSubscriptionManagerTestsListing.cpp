@@ -1,10 +1,13 @@
 #include "SDK/BundleStore.hpp"
+#include "SDK/MOXFileSubscriptionManagerAdditions.hpp"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 
 namespace mox::test {
@@ -94,6 +97,15 @@ TEST_F(ListingStubs, Stubs_and_folders_are_found_at_every_depth_in_the_order_of_
     const auto store = open();
     EXPECT_EQ(store->subscriptionPaths(), expected.stubs);
     EXPECT_EQ(store->folders(), expected.folders);
+}
+
+TEST_F(ListingStubs, Empty_folders_before_and_behind_a_stub_do_not_hide_the_folder_that_holds_it) {
+    for (int number = 0; number < 8; ++number)
+        makeAppsFolder("a/before" + std::to_string(number));
+    makeStub("a/b/Stub.app");
+    for (int number = 0; number < 8; ++number)
+        makeAppsFolder("a/behind" + std::to_string(number));
+    EXPECT_THAT(open()->folders(), ElementsAre(inApps("a/b"), inApps("a"), inApps()));
 }
 
 TEST_F(ListingStubs, A_folder_stands_behind_its_subfolders_and_the_applications_folder_last) {
@@ -296,6 +308,85 @@ TEST_F(ListingStubs, A_folder_added_by_the_user_lists_itself_but_not_the_folders
     store->_foldersAddedByUser.insert(inApps("not/there"));
     store->updateConvenienceArrays();
     EXPECT_THAT(store->folders(), ElementsAre(inApps("a/added"), inApps()));
+}
+
+TEST_F(ListingStubs, Only_folders_are_listed_as_added_by_the_user) {
+    makeFile("home/Applications/file", "x");
+    makeLink("link", inApps("file"));
+    makeApplication("Package.app");
+    const auto store = open();
+    for (const std::string_view name : {"file", "link", "Package.app"})
+        store->_foldersAddedByUser.insert(inApps(name));
+    store->updateConvenienceArrays();
+    EXPECT_THAT(store->folders(), ElementsAre(inApps()));
+}
+
+/// A disk whose listings do not tell what the entries are, as some file systems' do.
+class DiskWithoutEntryKinds : public ForwardingFileSystem {
+public:
+    using ForwardingFileSystem::ForwardingFileSystem;
+    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) override {
+        Result<std::vector<DirectoryEntry>> entries = ForwardingFileSystem::contentsOfDirectory(path);
+        for (DirectoryEntry& entry : *entries)
+            entry.kind = EntryKind::Unknown;
+        return entries;
+    }
+};
+
+TEST_F(ListingStubs, Where_listings_do_not_tell_what_an_entry_is_the_same_is_found) {
+    makeStub("a/b/Stub.app");
+    makeStub("Top.app");
+    makeApplication("a/Other.app");
+    makeAppsFolder("empty");
+    makeFile("home/Applications/file", "x");
+    makeFile("home/Applications/File.app", "x");
+    makeBundle("outside/Stub.app", {.alias = Dictionary()});
+    makeLink("linked", scratch.path("outside"));
+    makeLink("Dangling.app", scratch.path("none"));
+    makeLink("a/b/up", inApps("a"));
+    const auto telling = open();
+    DiskWithoutEntryKinds disk(test.fileSystem);
+    const Platform platform{disk,
+                            test.userDirectories,
+                            test.bundles,
+                            test.systemLog,
+                            test.assertionHandler,
+                            test.workspace,
+                            test.fileReferences,
+                            test.launchRegistration,
+                            test.folderEvents,
+                            test.runLoops,
+                            test.notificationCenter,
+                            test.systemVersion};
+    const ScopedPlatform silentScope(platform);
+    const OpenBundleStore silent;
+    EXPECT_EQ(silent.numberOfSubscriptions(), 3U);
+    EXPECT_EQ(silent.subscriptionPaths(), telling->subscriptionPaths());
+    EXPECT_EQ(silent.folders(), telling->folders());
+    EXPECT_TRUE(isAlmostEmptyDirectoryAtPath(inApps("empty")));
+    EXPECT_FALSE(isAlmostEmptyDirectoryAtPath(inApps("a")));
+    makeAppsFolder("empty/in-it");
+    EXPECT_TRUE(isAlmostEmptyDirectoryAtPath(inApps("empty")));
+    makeFile("home/Applications/empty/in-it/file", "");
+    EXPECT_FALSE(isAlmostEmptyDirectoryAtPath(inApps("empty")));
+}
+
+TEST_F(ListingStubs, The_queries_of_other_threads_see_the_arrays_whole_while_they_are_rebuilt) {
+    constexpr int rebuilds = 50;
+    makeStub("a/One.app");
+    makeStub("a/Two.app");
+    const auto store = open();
+    std::atomic<bool> isDone = false;
+    std::thread reader([&] {
+        while (!isDone) {
+            EXPECT_EQ(store->subscriptionPathsInFolder(inApps("a"), false).size(), 2U);
+            EXPECT_EQ(store->numberOfSubscriptions(), 2U);
+        }
+    });
+    for (int number = 0; number < rebuilds; ++number)
+        store->updateConvenienceArrays();
+    isDone = true;
+    reader.join();
 }
 
 TEST_F(ListingStubs, Folders_nested_as_deep_as_paths_reach_do_not_exhaust_the_stack) {

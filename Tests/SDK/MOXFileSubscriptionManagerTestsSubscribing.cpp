@@ -146,6 +146,49 @@ TEST_F(SubscribingAsStubs, Information_that_is_absent_or_of_a_wrong_type_is_nil)
     EXPECT_THAT(*record->fileTypes(), ElementsAre(MOXFileType{"Own type", {".own"}, "Type of the template"}));
 }
 
+/// Gives a record everything that optional information may hold.
+void fill(MOXFileSubscription& record) {
+    record.setIcon(imageOfSides({32}));
+    record.setSubscriptionDescription("A word processor");
+    record.setLaunchURL("https://store.example/launch");
+    record.setPublisherName("Publisher");
+    record.setContentAddress("Content");
+    record.setFileTypes(std::vector{MOXFileType{"Text", {".txt"}, "Text file"}});
+}
+
+TEST_F(SubscribingAsStubs, Information_that_is_absent_takes_away_what_the_record_had) {
+    const auto store = open();
+    store->preparation = fill;
+    MOXSubscribeKeywords arguments = keywords();
+    arguments.andOptionalInfo = MOXOptionalInfo();
+    ASSERT_TRUE(store->subscribeToResource("Farm:Word", arguments));
+    const auto record = store->subscriptionAtPath(inApps("Office/Word.app"));
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->subscriptionDescription(), std::nullopt);
+    EXPECT_EQ(record->launchURL(), std::nullopt);
+    EXPECT_EQ(record->publisherName(), std::nullopt);
+    EXPECT_EQ(record->contentAddress(), std::nullopt);
+    EXPECT_EQ(sidesInIconFile(bytesAt(inApps("Office/Word.app") + "/" + std::string(applicationIcon))),
+              std::vector<std::uint32_t>{48})
+        << "the template's";
+    EXPECT_THAT(*record->fileTypes(), ElementsAre(MOXFileType{"Own type", {".own"}, "Type of the template"}));
+}
+
+TEST_F(SubscribingAsStubs, Without_optional_information_the_record_stays_as_it_was_made) {
+    const auto store = open();
+    store->preparation = fill;
+    ASSERT_TRUE(store->subscribeToResource("Farm:Word", keywords()));
+    const auto record = store->subscriptionAtPath(inApps("Office/Word.app"));
+    ASSERT_NE(record, nullptr);
+    EXPECT_EQ(record->subscriptionDescription(), "A word processor");
+    EXPECT_EQ(record->launchURL(), "https://store.example/launch");
+    EXPECT_EQ(record->publisherName(), "Publisher");
+    EXPECT_EQ(record->contentAddress(), "Content");
+    EXPECT_EQ(sidesInIconFile(bytesAt(inApps("Office/Word.app") + "/" + std::string(applicationIcon))),
+              std::vector<std::uint32_t>{32});
+    EXPECT_THAT(*record->fileTypes(), ElementsAre(MOXFileType{"Text", {".txt"}, "Text file"}));
+}
+
 TEST_F(SubscribingAsStubs, A_stub_of_the_same_name_and_type_is_made_current_in_place) {
     const auto store = open();
     ASSERT_TRUE(store->subscribeToResource("Farm:Word", keywords()));

@@ -114,7 +114,7 @@ TEST_F(FailingUpgrades, A_writer_that_gives_no_error_leaves_the_caller_s_untouch
     record->setStoreName("Store");
     error = staleError();
     EXPECT_FALSE(store->updateSubscription(record, {}, {}, &error));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_THAT(logLines(), ElementsAre(line("Error writing subscription to temp folder")));
     ASSERT_EQ(record->calls.size(), 1U);
     EXPECT_THAT(record->calls.front(), StartsWith(temporary + "/korvan.tmp."));
@@ -130,7 +130,7 @@ TEST_F(FailingUpgrades, An_alias_that_cannot_be_made_is_logged_and_no_failure) {
     EXPECT_THAT(logLines(),
                 ElementsAre(line("Error creating FSRef from path (" + stub + "), error (13)"),
                             line("Successfully upgraded '" + stub + "' from 1.0.0.0 to 2.0.0.0")));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
 }
 
 TEST_F(FailingUpgrades, The_status_of_an_alias_is_logged_in_sixteen_bits) {
@@ -163,6 +163,30 @@ TEST_F(FailingUpgrades, A_removal_that_gives_an_error_is_2004_over_it) {
     EXPECT_TRUE(isErrorOver(error, 2004, 513));
     EXPECT_THAT(logLines(),
                 ElementsAre(line("Error deleting old subscription (" + stub + "): " + cause.description())));
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(FailingUpgrades, A_record_that_was_given_a_store_and_an_icon_keeps_them_when_the_upgrade_fails) {
+    stub = makeOldStub("a/Word.app", dictionaryOf({{"Store Name", ""}, {"Korvan Server", "server"}}));
+    const auto record = MOXFileSubscription::subscriptionWithPath(stub);
+    test.workspace.refusesToRecycle = true;
+    EXPECT_FALSE(store->updateSubscription(record, askForStore("Named"), askForIcon(32)));
+    EXPECT_EQ(record->storeName(), "Named");
+    EXPECT_EQ(record->internalStoreURL(), "server");
+    EXPECT_EQ(record->serverName(), std::nullopt);
+    ASSERT_TRUE(record->icon());
+    EXPECT_EQ(record->icon()->representations.front().pixelsWide, 32U);
+    EXPECT_THAT(*record->path(), StartsWith(temporary + "/korvan.tmp."));
+    EXPECT_EQ(MOXFileSubscription::subscriptionWithPath(stub)->serverName(), "server") << "on the disk";
+    EXPECT_TRUE(isAsBefore());
+}
+
+TEST_F(FailingUpgrades, A_record_keeps_its_path_when_the_new_stub_was_not_written) {
+    const auto record = MOXFileSubscription::subscriptionWithPath(stub);
+    fail(Operation::CopyItem, ENOSPC);
+    EXPECT_FALSE(store->updateSubscription(record, {}, askForIcon(32)));
+    EXPECT_EQ(record->path(), stub);
+    ASSERT_TRUE(record->icon());
     EXPECT_TRUE(isAsBefore());
 }
 
@@ -271,7 +295,7 @@ TEST_F(FailingUpgrades, What_cannot_be_staged_is_told_as_the_move_s_failure_with
 TEST_F(FailingUpgrades, A_temporary_folder_that_cannot_be_removed_is_logged_and_no_failure) {
     fail(Operation::RemoveItem, EBUSY);
     EXPECT_TRUE(upgrade());
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     const Paths left = namesIn(temporary);
     ASSERT_EQ(left.size(), 1U);
     const std::string folder = temporary + "/" + left.front();

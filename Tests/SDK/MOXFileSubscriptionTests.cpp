@@ -80,7 +80,7 @@ TEST_F(FileSubscription, The_record_of_a_stub_has_its_alias_its_path_and_its_fil
     EXPECT_EQ(record->path(), path);
     EXPECT_EQ(record->fileName(), "Word.app");
     EXPECT_EQ(record->type(), MOXSubscriptionType::Application);
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_EQ(logLines(), Lines());
 }
 

@@ -24,7 +24,7 @@ protected:
         const std::string path = makeBundle("Apps/Stub.app", {.infoPlist = before});
         std::optional<Error> error = staleError();
         EXPECT_TRUE(record.updateInfoPlistForSubscriptionAtPath(path, &error));
-        EXPECT_EQ(error->domain(), "Stale");
+        EXPECT_TRUE(isStale(error));
         return infoPlistOf(path);
     }
     std::string identifierOf(std::optional<std::string> resource, Type type = Type::Application) const {

@@ -59,7 +59,7 @@ TEST_F(FileSubscriptionWriting, Makes_a_stub_from_the_template) {
     record->setIcon(imageOfSides({16, 32}));
     record->setFileTypes({{{.group = "Text", .extensions = {".txt"}, .description = "A text"}}});
     EXPECT_TRUE(write(record));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_EQ(logLines(), Lines());
     EXPECT_EQ(record->path(), stub);
     EXPECT_EQ(record->fileName(), "Word.app");
@@ -217,7 +217,7 @@ TEST_F(FileSubscriptionWriting, A_stub_of_the_same_type_is_refreshed_in_place) {
     second->setIcon(imageOfSides({32}));
     second->setFileTypes({{{.group = "New", .extensions = {".new"}, .description = "New"}}});
     EXPECT_TRUE(write(second));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_EQ(logLines(), Lines());
     EXPECT_EQ(second->path(), stub);
     EXPECT_EQ(test.launchRegistration.callsWithinBatches(), Lines{"register " + stub});
@@ -580,7 +580,7 @@ TEST_F(FileSubscriptionWriting, A_registration_that_fails_is_logged_and_no_failu
     test.launchRegistration.status = -10810;
     const auto record = made();
     EXPECT_TRUE(write(record));
-    EXPECT_EQ(error->domain(), "Stale");
+    EXPECT_TRUE(isStale(error));
     EXPECT_EQ(record->path(), stub);
     EXPECT_EQ(logLines(), lineOfWriting("Error registering subscription with launch services (-10810)"));
 }

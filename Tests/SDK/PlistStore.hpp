@@ -5,6 +5,7 @@
 #include "Platform/Testing/ScopedPlatform.hpp"
 #include "Platform/Testing/TestPlatform.hpp"
 #include "SDK/MOXPlistSubscriptionManager.hpp"
+#include "Support/StaleError.hpp"
 
 #include <gtest/gtest.h>
 
@@ -109,11 +110,6 @@ protected:
 testing::AssertionResult isFrameworkError(const std::optional<Error>& error, Error::Code code);
 /// Whether `error` is the one for a missing argument: POSIX 22 without user information.
 testing::AssertionResult isInvalidArgument(const std::optional<Error>& error);
-
-/// An error that stood in the caller's place before the call.
-inline Error staleError() {
-    return Error("Stale", 1);
-}
 
 /// Makes the folders of `path` with the given permissions; throws std::system_error on failure.
 void makeFolders(const std::string& path, unsigned mode = 0755);

@@ -3,6 +3,7 @@
 #include "Foundation/PropertyList.hpp"
 #include "SDK/MOXFileSubscription.hpp"
 #include "SDK/SDKTest.hpp"
+#include "Support/StaleError.hpp"
 
 #include <map>
 #include <optional>
@@ -127,10 +128,5 @@ protected:
 /// when it is nil.
 testing::AssertionResult isStubError(const std::optional<Error>& error, Error::Code code,
                                      const std::optional<std::string>& path = std::nullopt);
-
-/// An error that stood in the caller's place before the call.
-inline Error staleError() {
-    return Error("Stale", 1);
-}
 
 } // namespace mox::test

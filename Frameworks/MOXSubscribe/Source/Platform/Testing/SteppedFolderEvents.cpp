@@ -17,8 +17,8 @@ public:
     }
 
     bool start() override {
-        _stream->isStarted = true;
-        return true;
+        _stream->isStarted = _stream->runLoop != nullptr;
+        return _stream->isStarted;
     }
 
 private:
