@@ -248,6 +248,21 @@ TEST_F(FileSubscriptionInfoPlist, Type_names_are_appended_in_the_records_order) 
     EXPECT_EQ(logLines(), Lines());
 }
 
+TEST_F(FileSubscriptionInfoPlist, Of_several_localisations_the_users_alone_gets_the_type_names) {
+    const std::string german = "Contents/Resources/de.lproj/InfoPlist.strings";
+    BundleContent content = templateContent();
+    content.files[german] = "/* Deutsch */";
+    OpenFileSubscription record("Word", {.type = Type::Application});
+    record.setFileTypes(FileTypes{{.group = "Text", .extensions = {".txt"}, .description = "Ein Text"}});
+    const std::string path = makeBundle("Apps/Stub.app", content);
+    const TestPlatform germanUsers({.languages = {"fr_FR", "de_CH", "en"}, .folder = scratch.path()});
+    const ScopedPlatform inner(germanUsers.platform);
+    EXPECT_TRUE(record.updateInfoPlistForSubscriptionAtPath(path));
+    EXPECT_EQ(bytesAt(path + "/" + german),
+              "/* Deutsch */\n\n/* Type names */\n\n\"Text\" = \"Ein Text\";\n");
+    EXPECT_EQ(stringsOf(path), content.files.at(std::string(stringsFile)));
+}
+
 TEST_F(FileSubscriptionInfoPlist, A_missing_description_prints_as_nil) {
     EXPECT_EQ(appended("", {{.group = "Text", .extensions = {}, .description = std::nullopt}}),
               "\n\n/* Type names */\n\n\"Text\" = \"(null)\";\n");

@@ -64,6 +64,16 @@ TEST_F(FileSubscriptionTemplates, Are_found_within_a_client_that_is_no_package) 
     EXPECT_EQ(application.templatePath(), within);
 }
 
+TEST_F(FileSubscriptionTemplates, Are_found_beside_a_client_that_is_a_package_of_any_kind) {
+    MovedMainBundle bundles(test.bundles, makeFolder("Client.bundle"));
+    const Platform platform = test.platformWith(bundles);
+    const ScopedPlatform inner(platform);
+    makeFolder("Client.bundle/DockApplication.app");
+    EXPECT_EQ(application.templatePath(), std::nullopt);
+    const std::string beside = makeFolder("DockApplication.app");
+    EXPECT_EQ(application.templatePath(), beside);
+}
+
 TEST_F(FileSubscriptionTemplates, Are_packages_only) {
     makeFile("DockApplication.app", "a file");
     EXPECT_EQ(application.templatePath(), std::nullopt);

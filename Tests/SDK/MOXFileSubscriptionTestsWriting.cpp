@@ -152,6 +152,22 @@ TEST_F(FileSubscriptionWriting, Without_optional_information_the_template_s_icon
     EXPECT_EQ(copied, original);
 }
 
+TEST_F(FileSubscriptionWriting, A_template_that_is_a_link_stands_for_the_bundle_that_it_leads_to) {
+    const std::string bundle = makeBundle("Elsewhere/Real.app", templateContent());
+    const auto before = contentsOfTree(bundle);
+    const std::string link = scratch.path("DockApplication.app");
+    for (const std::string& target : {bundle, std::string("Elsewhere/Real.app")}) {
+        ASSERT_EQ(::symlink(target.c_str(), link.c_str()), 0);
+        const std::string folder = makeFolder("Apps/" + std::to_string(target.size()));
+        EXPECT_TRUE(made()->writeToFolder(folder, ""));
+        EXPECT_EQ(contentsOfTree(folder).at("Word.app"), "/");
+        EXPECT_EQ(bytesAt(folder + "/Word.app/Contents/MacOS/Launcher"), "program");
+        EXPECT_TRUE(contentsOfTree(bundle) == before) << target;
+        ASSERT_EQ(::unlink(link.c_str()), 0);
+    }
+    EXPECT_EQ(logLines(), Lines());
+}
+
 TEST_F(FileSubscriptionWriting, The_name_argument_is_ignored) {
     makeTemplates();
     const auto record = made();

@@ -330,8 +330,11 @@ bool MOXFileSubscription::copyTemplateToFolder(std::string_view folder, std::opt
         return failWriting(error, MOXSubscribeTemplateCopyError,
                            "%s Can't copy subscription template because path cannot be converted to UTF-8");
     }
-    const Result<std::string> copy = currentPlatform().fileSystem.copyItem(
-        *source, std::string(folder), fileName().value_or(std::string()));
+    // A link in the template's place stands for the bundle that it leads to, which its "." is: a copy of the
+    // link itself would let the stub's files be written into the template.
+    const Result<std::string> copy =
+        currentPlatform().fileSystem.copyItem(stringByAppendingPathComponent(*source, "."),
+                                              std::string(folder), fileName().value_or(std::string()));
     if (!copy) {
         return failWriting(error, MOXSubscribeTemplateCopyError, "%s Error copying subscription template");
     }
