@@ -194,6 +194,16 @@ TEST_F(UpgradingStubs, A_nil_answer_keeps_the_old_icon) {
     EXPECT_THAT(sidesInIconFile(bytesAt(stub + "/" + std::string(applicationIcon))), ElementsAre(16U));
 }
 
+TEST_F(UpgradingStubs, A_nil_answer_keeps_the_icon_that_the_record_was_given) {
+    const std::string stub = makeOldStub("Word.app");
+    makeFile("home/Applications/Word.app/" + std::string(applicationIcon), iconFileOfSides({16}));
+    const auto store = open();
+    const auto record = MOXFileSubscription::subscriptionWithPath(stub);
+    record->setIcon(imageOfSides({64}));
+    EXPECT_TRUE(store->updateSubscription(record, {}, askForIcon(std::nullopt)));
+    EXPECT_THAT(sidesInIconFile(bytesAt(stub + "/" + std::string(applicationIcon))), ElementsAre(64U));
+}
+
 TEST_F(UpgradingStubs, The_store_is_asked_for_before_the_icon_and_the_icon_before_anything_is_written) {
     const std::string stub = makeOldStub("Word.app", dictionaryOf({{"Korvan Server", "server"}}));
     const auto store = open();

@@ -133,6 +133,12 @@ TEST_F(FailingUpgrades, An_alias_that_cannot_be_made_is_logged_and_no_failure) {
     EXPECT_TRUE(isStale(error));
 }
 
+TEST_F(FailingUpgrades, The_status_of_a_reference_is_logged_whole) {
+    test.fileReferences.referenceStatus = 65536 + 7;
+    EXPECT_TRUE(upgrade());
+    EXPECT_EQ(logLines().front(), line("Error creating FSRef from path (" + stub + "), error (65543)"));
+}
+
 TEST_F(FailingUpgrades, The_status_of_an_alias_is_logged_in_sixteen_bits) {
     test.fileReferences.aliasStatus = 65536 + 7;
     EXPECT_TRUE(upgrade());
