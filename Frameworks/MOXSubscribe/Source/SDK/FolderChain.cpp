@@ -7,6 +7,8 @@ bool FolderChain::enter(const std::string& path, bool isLink) {
     std::optional<ItemIdentity> identity;
     if (mayLeadBack) {
         identity = identityAt(path);
+        if (!_root) _root = identityAt("/");
+        if (identity && identity == _root) return false;
         for (Level& level : _levels) {
             if (!level.isLookedUp) {
                 level.identity = identityAt(path.substr(0, level.pathLength));

@@ -12,6 +12,9 @@ namespace mox {
 /// The folders that a walk is in, from the outermost to the innermost, each in the one before it. It keeps a
 /// walk that follows symbolic links from going round in circles.
 ///
+/// Every walk is in the root of all folders: a link to it would lead through the whole machine, and through
+/// the kernel's own folders, whose links make more ways than anybody can go.
+///
 /// Only a link can lead back to where the walk came from. Below no link, a folder therefore costs nothing; it
 /// is looked up which folder it is as soon as that can matter. One thread at a time.
 class FolderChain {
@@ -37,6 +40,7 @@ private:
     std::optional<ItemIdentity> identityAt(const std::string& path);
 
     FileSystem& _fileSystem;
+    std::optional<ItemIdentity> _root;
     std::vector<Level> _levels;
     std::size_t _links = 0;
 };
