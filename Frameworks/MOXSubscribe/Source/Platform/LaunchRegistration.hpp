@@ -1,5 +1,6 @@
 #pragma once
 
+#include <new>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -34,6 +35,15 @@ public:
     virtual void endBatch() = 0;
 };
 
+/// Ends a batch of `registration`. A refresh that there is no memory for is passed over: the desktop finds
+/// out by itself later, and what called for it must not end.
+inline void endBatchOf(LaunchRegistration& registration) noexcept {
+    try {
+        registration.endBatch();
+    } catch (const std::bad_alloc&) {
+    }
+}
+
 /// Makes the registrations of its lifetime one refresh of the desktop's caches.
 class LaunchRegistrationBatch {
 public:
@@ -42,7 +52,7 @@ public:
     }
     LaunchRegistrationBatch(const LaunchRegistrationBatch&) = delete;
     LaunchRegistrationBatch& operator=(const LaunchRegistrationBatch&) = delete;
-    ~LaunchRegistrationBatch() { _registration.endBatch(); }
+    ~LaunchRegistrationBatch() { endBatchOf(_registration); }
 
 private:
     LaunchRegistration& _registration;

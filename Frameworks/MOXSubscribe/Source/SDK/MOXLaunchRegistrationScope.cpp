@@ -10,7 +10,7 @@ MOXLaunchRegistrationScope::MOXLaunchRegistrationScope()
 }
 
 MOXLaunchRegistrationScope::~MOXLaunchRegistrationScope() {
-    _registration.endBatch();
+    endBatchOf(_registration);
 }
 
 } // namespace mox
