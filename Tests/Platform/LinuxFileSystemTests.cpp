@@ -500,5 +500,11 @@ TEST_F(LinuxFileSystemTest, A_file_that_no_memory_can_hold_is_an_error) {
     EXPECT_TRUE(isFileSystemError(LinuxFileSystem(exaggerating).contentsOfFile(path), 256, path, EFBIG));
 }
 
+TEST_F(LinuxFileSystemTest, A_file_that_only_claims_to_be_huge_takes_no_memory) {
+    const std::string path = folder.write("file", "x");
+    ASSERT_EQ(::truncate(path.c_str(), off_t{1} << 30), 0);
+    EXPECT_TRUE(isFileSystemError(fileSystem.contentsOfFile(path), 256, path, EFBIG));
+}
+
 } // namespace
 } // namespace mox::test

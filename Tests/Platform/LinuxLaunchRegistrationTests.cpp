@@ -249,6 +249,42 @@ TEST_F(LinuxLaunchRegistrationTest, Nothing_is_left_of_a_removed_stub) {
     EXPECT_THAT(desktop.files(), IsEmpty());
 }
 
+TEST_F(LinuxLaunchRegistrationTest, A_folder_that_is_none_in_the_theme_or_database_keeps_no_entry) {
+    for (const std::string place : {"icons", "icons/hicolor/48x48/apps", "mime", "mime/packages"}) {
+        SCOPED_TRACE(place);
+        const std::string path = desktop.dataFolder + "/" + place;
+        const StubContents contents = {.documentTypes = {{"Words", {"xyzword"}}}};
+        const std::string known = registerStub("Known.app", contents);
+        removeOnDisk(path);
+        desktop.writeFile(path, "a file");
+        EXPECT_EQ(registration.registerBundle(desktop.writeStub("New.app", contents)), ENOTDIR);
+        EXPECT_THAT(desktop.registeredBundles(), ElementsAre(known));
+        registration.bundleRemoved(known);
+        EXPECT_THAT(desktop.pathsOfFiles(), ElementsAre(place));
+
+        removeOnDisk(path);
+        ASSERT_EQ(::symlink(path.c_str(), path.c_str()), 0);
+        EXPECT_EQ(registration.registerBundle(known), ELOOP);
+        EXPECT_THAT(test::namesIn(desktop.dataFolder + "/applications"), IsEmpty());
+        ASSERT_EQ(::unlink(path.c_str()), 0);
+    }
+}
+
+TEST_F(LinuxLaunchRegistrationTest, A_link_under_the_name_of_a_file_that_is_being_written_is_not_followed) {
+    const std::string stub = registerStub("Word.app");
+    const std::string victim = desktop.scratch.write("victim", "kept");
+    const auto whole = desktop.files();
+    for (const std::string& path : desktop.pathsOfFiles(".png")) {
+        const std::string name = path.substr(path.rfind('/') + 1);
+        const std::string folder = desktop.dataFolder + "/" + path.substr(0, path.rfind('/') + 1);
+        removeOnDisk(folder + name);
+        ASSERT_EQ(::symlink(victim.c_str(), (folder + ".mox-" + name).c_str()), 0);
+    }
+    EXPECT_EQ(registration.registerBundle(stub), 0);
+    EXPECT_EQ(desktop.files(), whole);
+    EXPECT_EQ(test::bytesOfFile(victim), "kept");
+}
+
 TEST_F(LinuxLaunchRegistrationTest, A_removed_folder_takes_the_stubs_below_it_along_and_no_others) {
     registerStub("A/Word.app");
     registerStub("A/B/Word.app");

@@ -64,7 +64,8 @@ public:
     /// Which item is at `path`, links followed. Nothing is changed.
     virtual Result<ItemIdentity> identityOfItem(const std::string& path) = 0;
 
-    /// The bytes of the file at `path`, links followed. A directory is an error (256). Nothing is changed.
+    /// The bytes of the file at `path`, links followed. A directory is an error (256), and so is a file of
+    /// 1 GiB or more, which is none of ours. Nothing is changed.
     virtual Result<Bytes> contentsOfFile(const std::string& path) = 0;
 
     /// Makes `content` the content of the file at `path`, atomically and durably: at every instant, also

@@ -20,18 +20,22 @@
 namespace mox {
 namespace {
 
+/// As much as a program on 32 bits can hold at the very most. A file that claims to be longer is none of
+/// ours, and the system would run out of memory, or end the program, while it is read.
+constexpr std::uintmax_t longestContent = std::uintmax_t{1} << 30;
+
 /// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
 /// a file may grow meanwhile, and some that the kernel makes up have none.
 ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Bytes& content) {
     // One byte more than expected lets the end be seen without growing the buffer.
     constexpr std::uintmax_t smallestBuffer = 4096;
     const std::uintmax_t wanted = std::max(expectedSize + 1, smallestBuffer);
-    if (wanted > content.max_size() / 2) return EFBIG;
+    if (wanted > longestContent) return EFBIG;
     content.resize(static_cast<std::size_t>(wanted));
     std::size_t length = 0;
     for (;;) {
         if (length == content.size()) {
-            if (length > content.max_size() / 2) return EFBIG;
+            if (length > longestContent / 2) return EFBIG;
             content.resize(2 * length);
         }
         const ssize_t count = uninterrupted(

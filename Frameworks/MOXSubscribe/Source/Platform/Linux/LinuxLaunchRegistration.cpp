@@ -20,7 +20,6 @@ namespace {
 constexpr std::string_view namePrefix = "moxsubscribe-";
 constexpr std::string_view entrySuffix = ".desktop";
 constexpr std::string_view generatedTypePrefix = "application/x-moxsubscribe-";
-constexpr Error::Code noSuchFile = 4;
 
 /// The folders of the icon theme, by the icon's side in pixels.
 struct IconSize {
@@ -96,6 +95,11 @@ int statusOf(const Result<void>& result) {
     if (result) return 0;
     const std::shared_ptr<const Error> underlying = result.error().underlyingError();
     return static_cast<int>(underlying ? underlying->code() : result.error().code());
+}
+
+/// Whether a removal failed because nothing can be at its path.
+bool meansNothingThere(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
 }
 
 } // namespace
@@ -263,7 +267,10 @@ Result<void> LinuxLaunchRegistration::putFile(const File& file, const std::optio
 Result<void> LinuxLaunchRegistration::writeNewFile(const std::string& path, const Bytes& content) {
     const std::string temporaryPath = stringByAppendingPathComponent(stringByDeletingLastPathComponent(path),
                                                                      ".mox-" + lastPathComponent(path));
-    Result<void> result = _fileSystem.writeFileInPlace(temporaryPath, content);
+    // What a crash has left, or a link that would lead the writing elsewhere.
+    Result<void> result = _fileSystem.removeItem(temporaryPath);
+    if (result || meansNothingThere(statusOf(result)))
+        result = _fileSystem.writeFileInPlace(temporaryPath, content);
     if (result) result = _fileSystem.moveItem(temporaryPath, path);
     if (!result) (void)_fileSystem.removeItem(temporaryPath);
     return result;
@@ -271,7 +278,7 @@ Result<void> LinuxLaunchRegistration::writeNewFile(const std::string& path, cons
 
 Result<void> LinuxLaunchRegistration::removeFile(const File& file) {
     Result<void> removed = _fileSystem.removeItem(file.path);
-    if (!removed && removed.error().code() == noSuchFile) return {};
+    if (meansNothingThere(statusOf(removed))) return {};
     _changes.*file.change = true;
     return removed;
 }
