@@ -170,7 +170,9 @@ TEST_F(BundleClientTest, Commands_for_stubs_leave_folders_alone_and_commands_for
     expectFailure(runBare({"remove-folder", "Office/Writer.app"}), 1, "a subscription, not a folder");
     expectFailure(runBare({"rename-folder", "Office/Writer.app", "Office/W.app"}), 1,
                   "a subscription, not a folder");
-    for (const std::string& path : {inApplications(""), home(), std::string("/")})
+    ASSERT_EQ(symlink(home().c_str(), (home() + "/link").c_str()), 0);
+    for (const std::string& path : {inApplications(""), home(), std::string("/"), std::string("Office/.."),
+                                    std::string("../Applications"), home() + "/link/Applications"})
         expectFailure(runBare({"remove-folder", path}), 1, "are left alone");
     EXPECT_THAT(stubs(), ElementsAre(inApplications("Office/Writer.app")));
 }
@@ -296,10 +298,10 @@ TEST_F(OpeningStubs, Open_fails_when_the_stub_refuses_and_when_there_is_none) {
     EXPECT_FALSE(exists(home() + "/opened"));
 }
 
-/// The program's `watch`, running beside the test.
-class WatchingClient : public BundleClientTest {
+/// The program, running beside the test.
+class RunningClient : public BundleClientTest {
 protected:
-    void start() {
+    void start(std::vector<std::string> command) {
         int outputs[2];
         int errors[2];
         ASSERT_EQ(pipe2(outputs, O_CLOEXEC), 0);
@@ -308,12 +310,17 @@ protected:
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_adddup2(&actions, outputs[1], STDOUT_FILENO);
         posix_spawn_file_actions_adddup2(&actions, errors[1], STDERR_FILENO);
+        // So few that a program which nobody reads from soon waits.
+        fcntl(errors[1], F_SETPIPE_SZ, 4096);
         std::string program = MOXSUBSCRIBE_PROGRAM;
-        std::string command = "watch";
         std::string homeVariable = "HOME=" + home();
-        char* arguments[] = {program.data(), command.data(), nullptr};
+        std::vector<char*> arguments{program.data()};
+        for (std::string& argument : command)
+            arguments.push_back(argument.data());
+        arguments.push_back(nullptr);
         char* environment[] = {homeVariable.data(), nullptr};
-        ASSERT_EQ(posix_spawn(&_process, program.c_str(), &actions, nullptr, arguments, environment), 0);
+        ASSERT_EQ(posix_spawn(&_process, program.c_str(), &actions, nullptr, arguments.data(), environment),
+                  0);
         posix_spawn_file_actions_destroy(&actions);
         close(outputs[1]);
         close(errors[1]);
@@ -341,10 +348,15 @@ protected:
 
     int statusAfter(int signal) {
         kill(_process, signal);
+        return statusAtEnd();
+    }
+
+    /// The exit status; less than 0 is the signal that ended the program.
+    int statusAtEnd() {
         int status = 0;
         waitpid(_process, &status, 0);
         _process = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
     }
 
     pid_t _process = -1;
@@ -352,9 +364,9 @@ protected:
     int _errors = -1;
 };
 
-TEST_F(WatchingClient, Watch_prints_what_appears_and_disappears_until_it_is_interrupted) {
+TEST_F(RunningClient, Watch_prints_what_appears_and_disappears_until_it_is_interrupted) {
     subscribeStub("", "Old");
-    start();
+    start({"watch"});
     EXPECT_THAT(lineFrom(_errors), HasSubstr("watching " + home() + "/Applications, 1 subscriptions"));
     outputOfBundle({"remove", "Old.app"});
     EXPECT_EQ(lineFrom(_output), "- " + inApplications("Old.app"));
@@ -365,6 +377,28 @@ TEST_F(WatchingClient, Watch_prints_what_appears_and_disappears_until_it_is_inte
     EXPECT_THAT((std::vector<std::string>{first, second}),
                 ElementsAre("+ " + inApplications("Office/"), "+ " + inApplications("Office/Writer.app")));
     EXPECT_EQ(statusAfter(SIGINT), 0);
+}
+
+TEST_F(RunningClient, An_import_that_is_interrupted_finishes_the_stub_that_it_is_at_and_tells_what_it_did) {
+    constexpr std::size_t count = 200;
+    std::string feed = "<ResourceCollection><Publisher Name='Fleet'><Resources>";
+    for (std::size_t index = 0; index < count; ++index)
+        feed += "<Resource Title='Writer " + std::to_string(index) + "' Type='RemoteApp'/>";
+    feed += "</Resources></Publisher></ResourceCollection>";
+    start({"import", _home.write("feed.xml", feed)});
+    // By now it is in the middle of its work, and waits until somebody reads its progress.
+    EXPECT_THAT(lineFrom(_errors), HasSubstr("[1/200]"));
+    kill(_process, SIGINT);
+    while (!lineFrom(_errors).empty()) {
+    }
+    const std::string summary = lineFrom(_output);
+    EXPECT_EQ(statusAtEnd(), -SIGINT);
+    const std::vector<std::string> made = stubs();
+    EXPECT_LT(made.size(), count);
+    EXPECT_EQ(summary, std::to_string(made.size()) + " imported, 0 skipped");
+    EXPECT_EQ(test::namesIn(inApplications("")).size(), made.size());
+    EXPECT_EQ(runBare({"import", home() + "/feed.xml"}).status, 0);
+    EXPECT_EQ(stubs().size(), count);
 }
 
 } // namespace

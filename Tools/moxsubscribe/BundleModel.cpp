@@ -1,10 +1,25 @@
 #include "BundleModel.hpp"
 
+#include <algorithm>
 #include <sys/stat.h>
 
 #include "Failure.hpp"
 
 namespace mox::tool {
+namespace {
+
+/// Whether the folder with `status` is the one at `path` or one above it, however its own path is spelt.
+bool isAtOrAbove(const struct ::stat& status, std::string path) {
+    for (;;) {
+        struct ::stat here;
+        if (stat(path.c_str(), &here) == 0 && here.st_dev == status.st_dev && here.st_ino == status.st_ino)
+            return true;
+        if (path.size() <= 1) return false;
+        path.resize(std::max<std::size_t>(path.rfind('/'), 1));
+    }
+}
+
+} // namespace
 
 void requireBundleModel(const Session& session, std::string_view command) {
     if (session.model() == SubscriptionModel::ApplicationBundle) return;
@@ -24,7 +39,7 @@ void requireFolderIfAny(Session& session, std::string_view operation, const std:
     if (!S_ISDIR(status.st_mode)) throw Failure(operation, path, "not a folder");
     if (session.manager().isSubscriptionAtPath(path))
         throw Failure(operation, path, "a subscription, not a folder");
-    if (path == "/" || (session.applicationsFolder() + "/").starts_with(path + "/"))
+    if (isAtOrAbove(status, session.applicationsFolder()))
         throw Failure(operation, path, "the applications folder and those above it are left alone");
 }
 

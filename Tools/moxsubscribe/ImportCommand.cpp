@@ -2,6 +2,7 @@
 
 #include "AbsoluteURL.hpp"
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 #include "Feed.hpp"
 #include "FeedMapping.hpp"
@@ -147,10 +148,12 @@ void import(Session& session, const ImportOptions& options) {
     const Feed feed = feedInFile(options.feed);
     auto plan = planFeed(feed, placeOf(session, options));
     Importer importer(session, feed, options.icons);
+    const HeldEndSignals held(session.output());
     {
         const MOXLaunchRegistrationScope scope;
         Progress progress(session.errors(), plan.size(), widthOfErrorTerminal());
         for (auto& item : plan) {
+            if (held.arePending()) break;
             const auto* planned = std::get_if<PlannedSubscription>(&item);
             const std::string subject =
                 planned ? planned->resourceName : std::get<SkippedResource>(item).title;

@@ -3,6 +3,7 @@
 
 #include "BundleModel.hpp"
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 
 namespace mox::tool {
@@ -26,6 +27,7 @@ void move(Session& session, const MoveOptions& options) {
     if (source.empty() || destination.empty())
         throw Failure(Error::posix(EINVAL), source.empty() ? source : destination);
     requireStubIfAny(session, "move", source);
+    const HeldEndSignals held(session.output());
     std::optional<Error> error;
     if (!manager.moveSubscriptionFrom(source, destination, &error)) {
         if (error) throw Failure(*error, source);

@@ -1,4 +1,5 @@
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 #include "JSONOutput.hpp"
 #include "PrintableText.hpp"
@@ -36,12 +37,13 @@ std::vector<std::string> stubsOf(Session& session, const RemoveAllOptions& optio
 /// Removes stubs one by one: the framework's removal of all tells neither how far it is nor what it could not
 /// delete.
 std::vector<std::string> removeStubs(Session& session, const RemoveAllOptions& options,
-                                     std::vector<std::string>& failures) {
+                                     const HeldEndSignals& held, std::vector<std::string>& failures) {
     const std::vector<std::string> paths = stubsOf(session, options);
     std::vector<std::string> removed;
     const MOXLaunchRegistrationScope scope;
     Progress progress(session.errors(), paths.size(), widthOfErrorTerminal());
     for (const std::string& path : paths) {
+        if (held.arePending()) break;
         std::optional<Error> error;
         if (session.manager().removeSubscriptionAtPath(path, &error)) {
             removed.push_back(path);
@@ -57,8 +59,9 @@ std::vector<std::string> removeStubs(Session& session, const RemoveAllOptions& o
 void removeAll(Session& session, const RemoveAllOptions& options) {
     const bool hasStubs = session.model() == SubscriptionModel::ApplicationBundle;
     std::vector<std::string> failures;
+    const HeldEndSignals held(session.output());
     const std::vector<std::string> paths =
-        hasStubs ? removeStubs(session, options, failures) : removeFromFile(session, options);
+        hasStubs ? removeStubs(session, options, held, failures) : removeFromFile(session, options);
     if (options.json) {
         printJSON(session.output(), JSON(paths));
     } else {

@@ -1,5 +1,6 @@
 #include "BundleModel.hpp"
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 
 namespace mox::tool {
@@ -8,6 +9,7 @@ namespace {
 void remove(Session& session, const std::string& argument) {
     const std::string path = session.path(argument);
     requireStubIfAny(session, "remove", path);
+    const HeldEndSignals held(session.output());
     std::optional<Error> error;
     if (!session.manager().removeSubscriptionAtPath(path, &error)) {
         if (error) throw Failure(*error, path);

@@ -1,6 +1,7 @@
 #include <cerrno>
 
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 #include "FileTypeOption.hpp"
 #include "IconFile.hpp"
@@ -52,6 +53,8 @@ void subscribe(Session& session, const SubscribeOptions& options) {
     const bool makesStub = session.model() == SubscriptionModel::ApplicationBundle;
     const std::string fileName = makesStub ? stubName(options.fileName) : options.fileName;
     const std::string path = session.path(folder + "/" + fileName);
+    const MOXOptionalInfo optionalInfo = optionalInfoOf(options);
+    const HeldEndSignals held(session.output());
     std::optional<Error> error;
     const bool done = manager.subscribeToResource(options.resource,
                                                   {.ofType = options.type,
@@ -62,7 +65,7 @@ void subscribe(Session& session, const SubscribeOptions& options) {
                                                    .andNorvikAuthType = options.authentication,
                                                    .withFileName = fileName,
                                                    .inFolder = folder,
-                                                   .andOptionalInfo = optionalInfoOf(options)},
+                                                   .andOptionalInfo = optionalInfo},
                                                   &error);
     if (!done && error) throw Failure(*error, folder.empty() ? "" : path);
     if (!done) throw Failure("subscribe", path, "failed");

@@ -3,6 +3,7 @@
 
 #include "BundleModel.hpp"
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 #include "IconFile.hpp"
 #include "JSONOutput.hpp"
@@ -131,6 +132,7 @@ void upgrade(Session& session, const UpgradeOptions& options) {
     Upgrader upgrader(session, options);
     std::vector<Upgrade> upgrades;
     std::array<std::size_t, 3> counts{};
+    const HeldEndSignals held(session.output());
     {
         const MOXLaunchRegistrationScope scope;
         // Elsewhere than on a terminal its lines would only repeat those of the result.
@@ -138,6 +140,7 @@ void upgrade(Session& session, const UpgradeOptions& options) {
         if (const std::size_t width = widthOfErrorTerminal(); width != 0)
             progress.emplace(session.errors(), paths.size(), width);
         for (const std::string& path : paths) {
+            if (held.arePending()) break;
             upgrades.push_back(upgrader.upgrade(path));
             ++counts[static_cast<std::size_t>(upgrades.back().outcome)];
             if (progress) progress->step(path, textOf(upgrades.back()));

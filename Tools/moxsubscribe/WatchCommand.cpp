@@ -1,5 +1,4 @@
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <poll.h>
 #include <set>
@@ -8,6 +7,7 @@
 
 #include "BundleModel.hpp"
 #include "Commands.hpp"
+#include "EndSignals.hpp"
 #include "Failure.hpp"
 #include "PrintableText.hpp"
 
@@ -15,32 +15,25 @@ namespace mox::tool {
 namespace {
 
 /// Turns the signals that end a program into a descriptor that becomes readable, for as long as it lives.
-class EndSignals {
+class EndSignalDescriptor {
 public:
-    EndSignals() {
-        sigset_t signals;
-        sigemptyset(&signals);
-        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
-            sigaddset(&signals, signal);
-        pthread_sigmask(SIG_BLOCK, &signals, &_before);
-        _descriptor = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    }
-    EndSignals(const EndSignals&) = delete;
-    EndSignals& operator=(const EndSignals&) = delete;
-    ~EndSignals() {
+    explicit EndSignalDescriptor(std::ostream& output)
+        : _held(output), _descriptor(signalfd(-1, &_held.signals(), SFD_CLOEXEC | SFD_NONBLOCK)) {}
+    EndSignalDescriptor(const EndSignalDescriptor&) = delete;
+    EndSignalDescriptor& operator=(const EndSignalDescriptor&) = delete;
+    ~EndSignalDescriptor() {
         // One that was not taken would end the program as soon as it is let through again.
         signalfd_siginfo taken;
         while (_descriptor >= 0 && read(_descriptor, &taken, sizeof taken) > 0) {
         }
         if (_descriptor >= 0) close(_descriptor);
-        pthread_sigmask(SIG_SETMASK, &_before, nullptr);
     }
 
     int descriptor() const { return _descriptor; }
 
 private:
-    sigset_t _before;
-    int _descriptor = -1;
+    const HeldEndSignals _held;
+    const int _descriptor;
 };
 
 /// What the store listed when it was last looked at; a folder has a "/" at its end.
@@ -75,7 +68,7 @@ private:
 
 void watch(Session& session) {
     requireBundleModel(session, "watch");
-    const EndSignals endSignals;
+    const EndSignalDescriptor endSignals(session.output());
     const MOXSubscriptionManager& manager = session.manager();
     Listing listing = listingOf(manager);
     const ChangeObserver observer([&](std::string_view, const void*) {
