@@ -113,6 +113,19 @@ TEST(FeedMapping, A_folder_component_that_would_leave_the_folder_is_refused_and_
     }
 }
 
+TEST(FeedMapping, A_folder_that_looks_like_a_stub_is_refused_in_the_bundle_model) {
+    FeedPlace bundles = place;
+    bundles.fileNameExtension = ".app";
+    for (const char* folder : {"/Other.app", "/Other.APP/Contents/MacOS", "/a/x.app/b"}) {
+        const Outcome outcome = plan({application("Writer", {folder, "/Good.apps"})}, bundles);
+        EXPECT_THAT(outcome.paths(), ElementsAre("/u/Applications/Good.apps/Writer.app")) << folder;
+        ASSERT_EQ(outcome.skipped.size(), 1U) << folder;
+        EXPECT_THAT(outcome.skipped[0].reason, HasSubstr("is refused")) << folder;
+    }
+    EXPECT_THAT(plan({application("Writer", {"/Other.app"})}).paths(),
+                ElementsAre("/u/Applications/Other.app/Writer"));
+}
+
 TEST(FeedMapping, Folder_components_are_plain_names_of_bounded_length) {
     const Outcome outcome = plan({application("W", {"/a\nb/" + std::string(300, 'x')})});
     EXPECT_THAT(outcome.paths(), ElementsAre("/u/Applications/a-b/" + std::string(255, 'x') + "/W"));

@@ -8,6 +8,7 @@
 #include "AbsoluteURL.hpp"
 #include "PathArguments.hpp"
 #include "PlainName.hpp"
+#include "StubName.hpp"
 
 namespace mox::tool {
 namespace {
@@ -29,7 +30,8 @@ std::string storedComponent(std::string_view component) {
     return std::string(cutAtCharacter(plainName(component), maximumNameLength));
 }
 
-FolderChoice folderBelow(const std::string& base, std::string_view name) {
+FolderChoice folderBelow(const FeedPlace& place, std::string_view name) {
+    const std::string& base = place.folder;
     if (name == "/") return {base, ""};
     std::string_view rest = name;
     if (rest.starts_with('/')) rest.remove_prefix(1);
@@ -37,11 +39,15 @@ FolderChoice folderBelow(const std::string& base, std::string_view name) {
     for (bool more = true; more;) {
         const std::size_t slash = rest.find('/');
         const std::string_view component = rest.substr(0, slash);
-        if (component.empty() || component == "." || component == "..") {
+        const std::string stored = storedComponent(component);
+        // What is in a stub, or in a folder that looks like one, is listed nowhere; and a server has no
+        // business in the programs that are there.
+        const bool isStub = !place.fileNameExtension.empty() && stubName(stored) == stored;
+        if (component.empty() || component == "." || component == ".." || isStub) {
             return {"", "folder \"" + std::string(name) + "\": the component \"" + std::string(component) +
                             "\" is refused"};
         }
-        path += "/" + storedComponent(component);
+        path += "/" + stored;
         more = slash != std::string_view::npos;
         if (more) rest.remove_prefix(slash + 1);
         // Stops a name of megabytes early; the file name still comes behind.
@@ -137,7 +143,7 @@ private:
         if (resource.folders.empty()) return {{_place.folder, ""}};
         std::vector<FolderChoice> choices;
         for (const std::string& name : resource.folders)
-            choices.push_back(folderBelow(_place.folder, name));
+            choices.push_back(folderBelow(_place, name));
         return choices;
     }
 
