@@ -71,6 +71,16 @@ std::shared_ptr<OpenBundleStore> BundleStoreTest::open() {
     return store;
 }
 
+int BundleStoreTest::refreshes() const {
+    int refreshes = 0;
+    int depth = 0;
+    for (const std::string& call : test.launchRegistration.calls) {
+        if (call == "begin") ++depth;
+        if (call == "end" && --depth == 0) ++refreshes;
+    }
+    return refreshes;
+}
+
 MOXSubscribeKeywords BundleStoreTest::keywordsFor(std::string_view fileName, std::string_view folder) {
     return {.ofType = MOXSubscriptionType::Application,
             .onStoreNamed = "Store",

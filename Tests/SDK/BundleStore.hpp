@@ -82,6 +82,9 @@ protected:
     /// What the desktop was told, in order.
     Lines registrations() const { return test.launchRegistration.callsWithinBatches(); }
 
+    /// How often the desktop's caches would have been refreshed: how many outermost batches have ended.
+    int refreshes() const;
+
     static constexpr std::string_view fromApps = "home/Applications";
     const std::string temporary = scratch.path("tmp");
 };
