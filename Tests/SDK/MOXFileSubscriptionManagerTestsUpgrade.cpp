@@ -68,6 +68,10 @@ TEST_F(UpgradingStubs, The_arrays_are_not_rebuilt) {
     makeStub("Unseen.app");
     ASSERT_TRUE(store->updateSubscriptionAtPath(stub, {}, {}));
     EXPECT_THAT(store->subscriptionPaths(), ElementsAre(stub));
+    const std::string other = makeOldStub("Other.app");
+    test.workspace.refusesToRecycle = true;
+    ASSERT_FALSE(store->updateSubscriptionAtPath(other, {}, {}));
+    EXPECT_THAT(store->subscriptionPaths(), ElementsAre(stub)) << "nor by a failure";
 }
 
 TEST_F(UpgradingStubs, What_cannot_be_read_fails_with_the_reader_s_error) {
