@@ -9,6 +9,7 @@
 #include <limits>
 #include <optional>
 #include <set>
+#include <sys/mman.h>
 #include <unistd.h>
 #include <utility>
 
@@ -502,8 +503,21 @@ TEST_F(LinuxFileSystemTest, A_file_that_no_memory_can_hold_is_an_error) {
 
 TEST_F(LinuxFileSystemTest, A_file_that_only_claims_to_be_huge_takes_no_memory) {
     const std::string path = folder.write("file", "x");
-    ASSERT_EQ(::truncate(path.c_str(), off_t{1} << 30), 0);
+    ASSERT_EQ(::truncate(path.c_str(), (off_t{1} << 32) + 1), 0);
     EXPECT_TRUE(isFileSystemError(fileSystem.contentsOfFile(path), 256, path, EFBIG));
+}
+
+TEST_F(LinuxFileSystemTest, What_is_too_long_to_be_read_again_is_not_written) {
+    const std::string path = folder.write("file", "old");
+    constexpr std::size_t length = (std::size_t{1} << 32) + 1;
+    void* const bytes =
+        ::mmap(nullptr, length, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(bytes, MAP_FAILED);
+    const Result<void> written =
+        fileSystem.writeFileAtomically(path, {static_cast<const char*>(bytes), length}, std::nullopt);
+    ::munmap(bytes, length);
+    EXPECT_TRUE(isFileSystemError(written, 512, path, EFBIG));
+    EXPECT_EQ(bytesOfFile(path), "old");
 }
 
 } // namespace

@@ -65,7 +65,7 @@ public:
     virtual Result<ItemIdentity> identityOfItem(const std::string& path) = 0;
 
     /// The bytes of the file at `path`, links followed. A directory is an error (256), and so is a file of
-    /// 1 GiB or more, which is none of ours. Nothing is changed.
+    /// more than 4 GiB (1 GiB where addresses have 32 bits), which is none of ours. Nothing is changed.
     virtual Result<Bytes> contentsOfFile(const std::string& path) = 0;
 
     /// Makes `content` the content of the file at `path`, atomically and durably: at every instant, also
@@ -74,8 +74,9 @@ public:
     ///
     /// An old file's permission bits are kept. A new file gets `newFileMode`, or 0666 less the umask when it
     /// is nil. A symbolic link at `path` is replaced, not followed. On failure the old file is as it was and
-    /// nothing is left beside it; when only the directory's synchronisation failed, the result is that
-    /// failure although the new content is in place.
+    /// nothing is left beside it. Content that is too long for `contentsOfFile` is not written (512). When
+    /// only the directory's synchronisation failed, the result is that failure although the new content is in
+    /// place.
     virtual Result<void> writeFileAtomically(const std::string& path, ByteView content,
                                              std::optional<FileMode> newFileMode = std::nullopt) = 0;
 

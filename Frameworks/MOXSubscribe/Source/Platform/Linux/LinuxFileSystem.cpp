@@ -20,32 +20,46 @@
 namespace mox {
 namespace {
 
-/// As much as a program on 32 bits can hold at the very most. A file that claims to be longer is none of
-/// ours, and the system would run out of memory, or end the program, while it is read.
-constexpr std::uintmax_t longestContent = std::uintmax_t{1} << 30;
+/// A file that claims to be longer is none of ours, and the system would run out of memory, or end the
+/// program, while it is read. What is written is held to the same length.
+constexpr std::uintmax_t longestContent =
+    sizeof(std::size_t) > 4 ? std::uintmax_t{1} << 32 : std::uintmax_t{1} << 30;
+
+/// Appends to `content` what is left of the file, but `limit` bytes at most, and tells through `isAtEnd`
+/// whether the end was seen.
+ErrorNumber appendRest(SystemCalls& system, int descriptor, std::size_t limit, Bytes& content,
+                       bool& isAtEnd) {
+    const std::size_t start = content.size();
+    content.resize(start + limit);
+    std::size_t length = start;
+    while (length != content.size() && !isAtEnd) {
+        const ssize_t count = uninterrupted(
+            [&] { return system.read(descriptor, content.data() + length, content.size() - length); });
+        if (count < 0) return errno;
+        isAtEnd = count == 0;
+        length += static_cast<std::size_t>(count);
+    }
+    content.resize(length);
+    return 0;
+}
 
 /// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
 /// a file may grow meanwhile, and some that the kernel makes up have none.
 ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Bytes& content) {
-    // One byte more than expected lets the end be seen without growing the buffer.
-    constexpr std::uintmax_t smallestBuffer = 4096;
-    const std::uintmax_t wanted = std::max(expectedSize + 1, smallestBuffer);
-    if (wanted > longestContent) return EFBIG;
-    content.resize(static_cast<std::size_t>(wanted));
-    std::size_t length = 0;
-    for (;;) {
-        if (length == content.size()) {
-            if (length > longestContent / 2) return EFBIG;
-            content.resize(2 * length);
-        }
-        const ssize_t count = uninterrupted(
-            [&] { return system.read(descriptor, content.data() + length, content.size() - length); });
-        if (count < 0) return errno;
-        if (count == 0) break;
-        length += static_cast<std::size_t>(count);
+    constexpr std::size_t piece = 16384;
+    if (expectedSize > longestContent) return EFBIG;
+    bool isAtEnd = false;
+    if (const ErrorNumber error =
+            appendRest(system, descriptor, static_cast<std::size_t>(expectedSize), content, isAtEnd)) {
+        return error;
     }
-    content.resize(length);
-    content.shrink_to_fit();
+    // The end is looked for with a buffer of its own: the content, which may be large, would have to move.
+    while (!isAtEnd) {
+        Bytes more;
+        if (const ErrorNumber error = appendRest(system, descriptor, piece, more, isAtEnd)) return error;
+        if (more.size() > longestContent - content.size()) return EFBIG;
+        content += more;
+    }
     return 0;
 }
 
@@ -60,6 +74,8 @@ ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::
 ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView content,
                         std::optional<FileMode> newFileMode) {
     if (holdsNul(path)) return EINVAL;
+    // What could not be read again must not take the place of what can.
+    if (content.size() > longestContent) return EFBIG;
     const std::string folderPath = folderOf(path);
     // Opened before anything is written, so that once the new file is in place only the synchronisation
     // itself can still fail.
