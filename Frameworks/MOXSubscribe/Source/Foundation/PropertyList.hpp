@@ -212,6 +212,7 @@ private:
 
 /// A dictionary's key with its value.
 struct PropertyList::Entry {
+    /// Takes over both.
     Entry(std::string&& newKey, PropertyList&& newValue) noexcept
         : key(std::move(newKey)), value(std::move(newValue)) {}
 

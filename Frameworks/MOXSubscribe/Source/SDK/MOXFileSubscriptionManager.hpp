@@ -159,7 +159,9 @@ protected:
 
     /// What a walk finds.
     struct ConvenienceArrays {
+        /// The paths of the stubs.
         std::vector<std::string> subscriptionPaths;
+        /// The paths of the folders that hold stubs, at any depth, or were added by the user.
         std::vector<std::string> folders;
     };
 
