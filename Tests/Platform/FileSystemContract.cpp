@@ -1,13 +1,19 @@
 #include "Platform/FileSystemContract.hpp"
 
+#include <climits>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <dirent.h>
+#include <fcntl.h>
+#include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace mox::test {
 
@@ -428,6 +434,83 @@ TEST_P(FileSystemContract, A_directory_is_listed_in_the_system_s_order_however_l
         names.push_back(entry.name);
     EXPECT_EQ(names.size(), std::size_t{count});
     EXPECT_EQ(names, namesAsListed(folder.path()));
+}
+
+TEST_P(FileSystemContract, A_directory_is_visited_as_it_is_listed) {
+    makeFolders(folder, {"folder", "other"});
+    folder.write("file", "x");
+    makeLink("folder", folder.path("link"));
+    const auto listed = fileSystem->contentsOfDirectory(folder.path());
+    ASSERT_TRUE(listed);
+    std::vector<DirectoryEntry> visited;
+    EXPECT_TRUE(fileSystem->visitDirectory(folder.path(), [&](std::string_view name, EntryKind kind, auto&) {
+        visited.push_back({std::string(name), kind});
+    }));
+    EXPECT_EQ(visited.size(), 4U);
+    EXPECT_EQ(namesWithKinds(visited), namesWithKinds(*listed));
+}
+
+/// Which of `paths` are found from the directory at `path` while it is visited; `meanwhile` happens first.
+Names itemsHeldBy(FileSystem& fileSystem, const std::string& path, const Names& paths,
+                  const std::function<void()>& meanwhile = {}) {
+    Names held;
+    bool isFirst = true;
+    EXPECT_TRUE(
+        fileSystem.visitDirectory(path, [&](std::string_view, EntryKind, VisitedDirectory& directory) {
+            if (!std::exchange(isFirst, false)) return;
+            if (meanwhile) meanwhile();
+            std::ranges::copy_if(paths, std::back_inserter(held),
+                                 [&](const std::string& item) { return directory.holdsItem(item); });
+        }));
+    EXPECT_FALSE(isFirst) << "nothing was visited";
+    return held;
+}
+
+TEST_P(FileSystemContract, A_visited_directory_tells_what_is_in_it_with_links_followed) {
+    makeFolders(folder, {"folder", "folder/below"});
+    folder.write("folder/below/file", "x");
+    makeLink("folder/below", folder.path("link"));
+    makeLink("nowhere", folder.path("dangling"));
+    makeLink("folder/below/file", folder.path("file"));
+    const Names held = {"folder", "folder/", "folder/below/file", "link/", "link/file", "file"};
+    const Names missing = {"none",       "dangling",  "dangling/",     "file/",
+                           "file/below", "link/none", withNul("file"), ""};
+    EXPECT_EQ(itemsHeldBy(*fileSystem, folder.path(), missing), Names());
+    EXPECT_EQ(itemsHeldBy(*fileSystem, folder.path(), held), held);
+    EXPECT_EQ(itemsHeldBy(*fileSystem, folder.path("link"), {"file", "below/file"}), Names{"file"});
+}
+
+TEST_P(FileSystemContract, A_visited_directory_is_the_same_when_it_is_moved_meanwhile) {
+    makeFolders(folder, {"old"});
+    folder.write("old/file", "x");
+    const auto move = [&] { ASSERT_EQ(::rename(folder.path("old").c_str(), folder.path("new").c_str()), 0); };
+    EXPECT_EQ(itemsHeldBy(*fileSystem, folder.path("old"), {"file"}, move), Names{"file"});
+}
+
+TEST_P(FileSystemContract, What_cannot_be_looked_at_is_not_held) {
+    const WithoutPrivileges user(folder);
+    ASSERT_EQ(::mkdir(folder.path("own").c_str(), 0700), 0);
+    ASSERT_EQ(::mkdir(folder.path("own/below").c_str(), 0700), 0);
+    ASSERT_EQ(::chmod(folder.path("own").c_str(), 0600), 0);
+    EXPECT_EQ(itemsHeldBy(*fileSystem, folder.path(), {"own", "own/", "own/below"}), (Names{"own", "own/"}));
+    ASSERT_EQ(::chmod(folder.path("own").c_str(), 0700), 0);
+}
+
+TEST_P(FileSystemContract, What_no_path_reaches_is_not_held_by_the_directory_that_it_is_in) {
+    const std::string name(200, 'n');
+    std::string path = folder.path();
+    while (path.size() + name.size() + 10 < PATH_MAX) {
+        path += "/" + name;
+        ASSERT_EQ(::mkdir(path.c_str(), 0777), 0);
+    }
+    const std::string longest(PATH_MAX - path.size() - 2, 'f');
+    const int directory = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    for (const std::string& file : {longest, longest + "f"})
+        ASSERT_EQ(::mkdirat(directory, file.c_str(), 0777), 0);
+    ::close(directory);
+    EXPECT_EQ(itemsHeldBy(*fileSystem, path, {longest, longest + "f"}), Names{longest});
+    EXPECT_EQ(itemsHeldBy(*fileSystem, path + "/", {longest, longest + "f"}), Names{longest});
+    EXPECT_TRUE(fileSystem->removeItem(folder.path(name)));
 }
 
 TEST_P(FileSystemContract, What_is_no_readable_directory_is_not_listed) {

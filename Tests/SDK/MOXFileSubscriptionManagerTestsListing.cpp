@@ -244,6 +244,35 @@ TEST_F(ListingStubs, A_folder_that_cannot_be_listed_holds_nothing) {
     EXPECT_THAT(store->folders(), ElementsAre(inApps()));
 }
 
+TEST_F(ListingStubs, A_folder_whose_listing_breaks_off_holds_nothing_and_the_others_what_they_hold) {
+    makeStub("a/Stub.app");
+    makeStub("Top.app");
+    const auto store = open();
+    const Paths whole = store->subscriptionPaths();
+    ASSERT_EQ(whole.size(), 2U);
+    // Two calls list a folder, the second of which finds nothing more; the applications folder is the first.
+    test.systemCalls.failCall(SystemCall::Getdents64, 2, EIO, FaultDuration::Once);
+    store->updateConvenienceArrays();
+    EXPECT_THAT(store->subscriptionPaths(), IsEmpty());
+    EXPECT_THAT(store->folders(), ElementsAre(inApps()));
+    test.systemCalls.failCall(SystemCall::Getdents64, 4, EIO, FaultDuration::Once);
+    store->updateConvenienceArrays();
+    EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("Top.app")));
+    EXPECT_THAT(store->folders(), ElementsAre(inApps()));
+    store->updateConvenienceArrays();
+    EXPECT_EQ(store->subscriptionPaths(), whole);
+}
+
+TEST_F(ListingStubs, A_launch_alias_that_cannot_be_looked_at_from_its_folder_is_looked_up) {
+    makeStub("a/Stub.app");
+    makeApplication("Ordinary.app");
+    const auto store = open();
+    test.systemCalls.failCall(SystemCall::Faccessat, 1, EACCES, FaultDuration::FromThenOn);
+    store->updateConvenienceArrays();
+    EXPECT_EQ(test.systemCalls.faultsFired(), 2U);
+    EXPECT_THAT(store->subscriptionPaths(), ElementsAre(inApps("a/Stub.app")));
+}
+
 TEST_F(ListingStubs, A_rebuild_shows_what_is_on_the_disk_now) {
     const std::string stub = makeStub("a/Stub.app");
     const auto store = open();
@@ -325,11 +354,11 @@ TEST_F(ListingStubs, Only_folders_are_listed_as_added_by_the_user) {
 class DiskWithoutEntryKinds : public ForwardingFileSystem {
 public:
     using ForwardingFileSystem::ForwardingFileSystem;
-    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) override {
-        Result<std::vector<DirectoryEntry>> entries = ForwardingFileSystem::contentsOfDirectory(path);
-        for (DirectoryEntry& entry : *entries)
-            entry.kind = EntryKind::Unknown;
-        return entries;
+    Result<void> visitDirectory(const std::string& path, const DirectoryVisitor& visit) override {
+        return ForwardingFileSystem::visitDirectory(
+            path, [&](std::string_view name, EntryKind, VisitedDirectory& directory) {
+                visit(name, EntryKind::Unknown, directory);
+            });
     }
 };
 

@@ -4,6 +4,7 @@
 #include "Foundation/Result.hpp"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -41,6 +42,22 @@ struct ItemIdentity {
 
     friend bool operator==(const ItemIdentity&, const ItemIdentity&) = default;
 };
+
+/// A directory that is being visited, held open meanwhile.
+class VisitedDirectory {
+public:
+    /// Whether something is at `relativePath` in the directory, links followed; when it ends in "/", whether
+    /// a directory is. False as well when the system refuses to tell. It is looked for from the open
+    /// directory on, which costs less than to ask for its path, but what no path reaches is not found.
+    virtual bool holdsItem(const std::string& relativePath) = 0;
+
+protected:
+    ~VisitedDirectory() = default;
+};
+
+/// Is shown one entry of a directory. Neither `name` nor `directory` may be kept.
+using DirectoryVisitor =
+    std::function<void(std::string_view name, EntryKind kind, VisitedDirectory& directory)>;
 
 /// Permission bits as in chmod(2).
 using FileMode = unsigned;
@@ -99,9 +116,13 @@ public:
     /// instant, also after a power cut, the item is whole at one of the two paths at least.
     virtual Result<void> moveItem(const std::string& source, const std::string& destination) = 0;
 
-    /// The entries of the directory at `path` (links followed) without "." and "..", in the order in which
-    /// the system lists them. Nothing is changed.
-    virtual Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) = 0;
+    /// Shows `visit` the entries of the directory at `path` (links followed) without "." and "..", in the
+    /// order in which the system lists them. After a failure it may have been shown some of them. Nothing is
+    /// changed.
+    virtual Result<void> visitDirectory(const std::string& path, const DirectoryVisitor& visit) = 0;
+
+    /// All that `visitDirectory` shows.
+    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path);
 
     /// Removes what is at `path`, a directory with all in it. A link is removed itself, never what it leads
     /// to, also when links are put in place meanwhile. Never crosses into another file system: a mount point

@@ -1,3 +1,4 @@
+#include "Foundation/PathRules.hpp"
 #include "Platform/PackageNames.hpp"
 #include "Platform/Platform.hpp"
 #include "Platform/TemporaryNames.hpp"
@@ -13,19 +14,38 @@
 namespace mox {
 namespace {
 
-/// A folder that the walk is in.
-struct Level {
-    std::vector<DirectoryEntry> entries;
-    std::size_t pathLength;
-    std::size_t next = 0;
-    bool holdsStub = false;
+/// Where nearly every stub has its launch alias. The lookup of resources looks there first: what is there is
+/// what it finds.
+constexpr std::string_view usualAliasPath = "/Contents/Resources/Korvalias.plist";
+
+/// What the walk has still to come to: a stub, or a folder to go into.
+struct Waypoint {
+    std::size_t nameStart;
+    std::size_t nameLength;
+    bool isStub;
+    bool mayBeLink;
 };
 
-/// The entries of the folder at `path`; none when it is missing or cannot be listed.
-std::vector<DirectoryEntry> entriesOf(FileSystem& fileSystem, const std::string& path) {
-    Result<std::vector<DirectoryEntry>> entries = fileSystem.contentsOfDirectory(path);
-    return entries ? std::move(*entries) : std::vector<DirectoryEntry>();
-}
+/// The waypoints of all folders that the walk is in, those of the innermost one last, and their names in one
+/// text: nothing is made for each by itself.
+struct Waypoints {
+    std::vector<Waypoint> list;
+    std::string names;
+
+    void add(std::string_view name, bool isStub, bool mayBeLink) {
+        list.push_back({names.size(), name.size(), isStub, mayBeLink});
+        names += name;
+    }
+};
+
+/// A folder that the walk is in.
+struct Level {
+    std::size_t pathLength;
+    std::size_t firstWaypoint;
+    std::size_t firstName;
+    std::size_t next = firstWaypoint;
+    bool holdsStub = false;
+};
 
 } // namespace
 
@@ -49,8 +69,29 @@ void MOXFileSubscriptionManager::updateConvenienceArraysAtPath(const std::string
     std::string current = path;
     FolderChain chain(fileSystem);
     std::vector<Level> levels;
+    Waypoints waypoints;
+
+    std::string inFolder;
+    const DirectoryVisitor note = [&](std::string_view name, EntryKind kind, VisitedDirectory& folder) {
+        // What the listing tells of an entry's kind saves asking for it again.
+        // A copy of a folder that a crash left unfinished may hold whole stubs.
+        if (kind == EntryKind::Other || isTemporaryName(name)) return;
+        const bool mayBeLink = kind != EntryKind::Directory;
+        if (mayBeLink && !folder.holdsItem(inFolder.assign(name).append("/"))) return;
+        const bool isPackage = isPackageName(name);
+        if (isPackage && !folder.holdsItem(inFolder.assign(name).append(usualAliasPath)) &&
+            !hasLaunchAlias(stringByAppendingPathComponent(current, name)))
+            return;
+        waypoints.add(name, isPackage, mayBeLink);
+    };
     const auto enter = [&](bool isLink) {
-        if (chain.enter(current, isLink)) levels.push_back({entriesOf(fileSystem, current), current.size()});
+        if (!chain.enter(current, isLink)) return;
+        const Level level = {current.size(), waypoints.list.size(), waypoints.names.size()};
+        levels.push_back(level);
+        if (fileSystem.visitDirectory(current, note)) return;
+        // A folder that cannot be listed to its end holds nothing.
+        waypoints.list.resize(level.firstWaypoint);
+        waypoints.names.resize(level.firstName);
     };
 
     bool holdsStub = false;
@@ -58,27 +99,24 @@ void MOXFileSubscriptionManager::updateConvenienceArraysAtPath(const std::string
     while (!levels.empty()) {
         Level& level = levels.back();
         current.resize(level.pathLength);
-        if (level.next == level.entries.size()) {
+        if (level.next == waypoints.list.size()) {
             holdsStub = level.holdsStub;
             if (holdsStub || _foldersAddedByUser.contains(current)) arrays.folders.push_back(current);
+            waypoints.list.resize(level.firstWaypoint);
+            waypoints.names.resize(level.firstName);
             levels.pop_back();
             chain.leave();
             if (!levels.empty() && holdsStub) levels.back().holdsStub = true;
             continue;
         }
-        // What the listing tells of an entry's kind saves asking for it again.
-        const DirectoryEntry& entry = level.entries[level.next++];
-        // A copy of a folder that a crash left unfinished may hold whole stubs.
-        if (entry.kind == EntryKind::Other || isTemporaryName(entry.name)) continue;
+        const Waypoint waypoint = waypoints.list[level.next++];
         if (current.back() != '/') current += '/';
-        current += entry.name;
-        const bool mayBeLink = entry.kind != EntryKind::Directory;
-        if (mayBeLink && fileSystem.itemKindAtPath(current) != ItemKind::Directory) continue;
-        if (!isPackageName(entry.name)) {
-            enter(mayBeLink);
-        } else if (hasLaunchAlias(current)) {
+        current.append(waypoints.names, waypoint.nameStart, waypoint.nameLength);
+        if (waypoint.isStub) {
             arrays.subscriptionPaths.push_back(current);
             level.holdsStub = true;
+        } else {
+            enter(waypoint.mayBeLink);
         }
     }
     if (containsApps) *containsApps = holdsStub;

@@ -7,13 +7,17 @@
 #include "Platform/Linux/ItemTransfer.hpp"
 #include "Platform/Linux/TreeRemoval.hpp"
 
+#include <climits>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstddef>
 #include <cstdint>
 #include <dirent.h>
 #include <fcntl.h>
 #include <string_view>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 
@@ -124,6 +128,25 @@ EntryKind entryKindOfType(unsigned char type) {
     }
 }
 
+/// The open directory at a path.
+class OpenDirectory final : public VisitedDirectory {
+public:
+    OpenDirectory(SystemCalls& system, int descriptor, const std::string& path)
+        : _system(system)
+        , _descriptor(descriptor)
+        , _lengthAbove(path.size() + (path.ends_with('/') ? 0 : 1)) {}
+
+    bool holdsItem(const std::string& relativePath) override {
+        if (holdsNul(relativePath) || _lengthAbove + relativePath.size() >= PATH_MAX) return false;
+        return _system.faccessat(_descriptor, relativePath.c_str(), F_OK, AT_EACCESS) == 0;
+    }
+
+private:
+    SystemCalls& _system;
+    int _descriptor;
+    std::size_t _lengthAbove;
+};
+
 } // namespace
 
 ItemKind LinuxFileSystem::itemKindAtPath(const std::string& path) {
@@ -196,16 +219,16 @@ Result<void> LinuxFileSystem::moveItem(const std::string& source, const std::str
     return writeError(error == EEXIST ? destination : source, error);
 }
 
-Result<std::vector<DirectoryEntry>> LinuxFileSystem::contentsOfDirectory(const std::string& path) {
+Result<void> LinuxFileSystem::visitDirectory(const std::string& path, const DirectoryVisitor& visit) {
     if (holdsNul(path)) return readError(path, EINVAL);
     const Descriptor directory(_system, path, O_RDONLY | O_DIRECTORY);
     if (directory.openError() != 0) return readError(path, directory.openError());
-    std::vector<DirectoryEntry> entries;
+    OpenDirectory visited(_system, directory.number(), path);
     DirectoryReader reader(_system, directory.number());
     while (const DirectoryReader::Entry* entry = reader.next())
-        entries.push_back({std::string(entry->name), entryKindOfType(entry->type)});
+        visit(entry->name, entryKindOfType(entry->type), visited);
     if (reader.error() != 0) return readError(path, reader.error());
-    return entries;
+    return {};
 }
 
 Result<void> LinuxFileSystem::removeItem(const std::string& path) {

@@ -25,7 +25,7 @@ public:
     Result<void> writeFileInPlace(const std::string& path, ByteView content) override;
     Result<void> createDirectoryWithIntermediates(const std::string& path, FileMode newMode) override;
     Result<void> moveItem(const std::string& source, const std::string& destination) override;
-    Result<std::vector<DirectoryEntry>> contentsOfDirectory(const std::string& path) override;
+    Result<void> visitDirectory(const std::string& path, const DirectoryVisitor& visit) override;
     Result<void> removeItem(const std::string& path) override;
     Result<void> removeAlmostEmptyDirectory(const std::string& path) override;
     Result<std::string> copyItem(const std::string& source, const std::string& folder,

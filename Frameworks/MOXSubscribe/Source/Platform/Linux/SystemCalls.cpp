@@ -83,6 +83,10 @@ int SystemCalls::fstatat(int folder, const char* path, struct ::stat* status, in
     return ::fstatat(folder, path, status, flags);
 }
 
+int SystemCalls::faccessat(int folder, const char* path, int mode, int flags) {
+    return ::faccessat(folder, path, mode, flags);
+}
+
 int SystemCalls::statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) {
     return ::statx(folder, path, flags, mask, status);
 }

@@ -42,6 +42,7 @@ public:
                           const char* destination, unsigned flags);
     virtual ssize_t getdents64(int descriptor, void* buffer, std::size_t size);
     virtual int fstatat(int folder, const char* path, struct ::stat* status, int flags);
+    virtual int faccessat(int folder, const char* path, int mode, int flags);
     virtual int statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status);
     virtual ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size);
     virtual int mkdirat(int folder, const char* path, mode_t mode);

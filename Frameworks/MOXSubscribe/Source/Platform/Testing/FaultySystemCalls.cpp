@@ -204,6 +204,11 @@ int FaultySystemCalls::fstatat(int folder, const char* path, struct ::stat* stat
     return ForwardingSystemCalls::fstatat(folder, path, status, flags);
 }
 
+int FaultySystemCalls::faccessat(int folder, const char* path, int mode, int flags) {
+    if (refuses(SystemCall::Faccessat, Effect::Looks)) return -1;
+    return ForwardingSystemCalls::faccessat(folder, path, mode, flags);
+}
+
 int FaultySystemCalls::statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) {
     if (refuses(SystemCall::Statx, Effect::Looks)) return -1;
     return ForwardingSystemCalls::statx(folder, path, flags, mask, status);

@@ -85,9 +85,9 @@ Result<void> ForwardingFileSystem::moveItem(const std::string& source, const std
     return _target.moveItem(source, destination);
 }
 
-Result<std::vector<DirectoryEntry>> ForwardingFileSystem::contentsOfDirectory(const std::string& path) {
+Result<void> ForwardingFileSystem::visitDirectory(const std::string& path, const DirectoryVisitor& visit) {
     if (const auto error = faultFor(FileSystemOperation::ContentsOfDirectory)) return readError(path, *error);
-    return _target.contentsOfDirectory(path);
+    return _target.visitDirectory(path, visit);
 }
 
 Result<void> ForwardingFileSystem::removeItem(const std::string& path) {

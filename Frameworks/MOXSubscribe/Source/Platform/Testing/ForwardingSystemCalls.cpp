@@ -76,6 +76,10 @@ int ForwardingSystemCalls::fstatat(int folder, const char* path, struct ::stat* 
     return _target.fstatat(folder, path, status, flags);
 }
 
+int ForwardingSystemCalls::faccessat(int folder, const char* path, int mode, int flags) {
+    return _target.faccessat(folder, path, mode, flags);
+}
+
 int ForwardingSystemCalls::statx(int folder, const char* path, int flags, unsigned mask,
                                  struct ::statx* status) {
     return _target.statx(folder, path, flags, mask, status);

@@ -30,6 +30,7 @@ public:
                   unsigned flags) override;
     ssize_t getdents64(int descriptor, void* buffer, std::size_t size) override;
     int fstatat(int folder, const char* path, struct ::stat* status, int flags) override;
+    int faccessat(int folder, const char* path, int mode, int flags) override;
     int statx(int folder, const char* path, int flags, unsigned mask, struct ::statx* status) override;
     ssize_t readlinkat(int folder, const char* path, char* buffer, std::size_t size) override;
     int mkdirat(int folder, const char* path, mode_t mode) override;
