@@ -20,7 +20,7 @@ struct LinuxFileSystemStack {
 };
 
 /// Reasons for which system calls are let fail.
-constexpr std::array errorNumbers = {ENOSPC, EIO, EACCES, EROFS, EDQUOT, EMFILE};
+inline constexpr std::array errorNumbers = {ENOSPC, EIO, EACCES, EROFS, EDQUOT, EMFILE};
 
 /// How many descriptors the process has open.
 inline std::size_t openDescriptors() {

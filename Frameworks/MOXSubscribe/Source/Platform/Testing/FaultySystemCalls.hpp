@@ -124,7 +124,12 @@ private:
     std::size_t limited(std::size_t size) const;
 
     mutable std::mutex _mutex;
-    std::vector<SystemCall> _calls;
+    /// Made long beforehand: a destructor that closes a descriptor must not run out of memory for the record.
+    std::vector<SystemCall> _calls = [] {
+        std::vector<SystemCall> calls;
+        calls.reserve(16384);
+        return calls;
+    }();
     std::size_t _callsUntilAction = 0;
     std::function<void()> _action;
     std::optional<Fault> _fault;
