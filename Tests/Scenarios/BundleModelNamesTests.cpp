@@ -56,6 +56,8 @@ protected:
         makeFolder("home/Applications");
         makeStartableTemplate();
     }
+    /// The manager watches through the desktop, which goes first.
+    ~NamesInTheBundleModel() override { end(); }
 
     /// Everything but what the model may change.
     Tree elsewhere() const {
