@@ -95,7 +95,8 @@ void Base64Decoder::append(std::string_view text) {
 std::optional<Bytes> bytesFromPlainBase64(std::string_view text) {
     if (text.size() % 4 != 0) return std::nullopt;
     if (text.empty()) return Bytes();
-    const std::size_t padding = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
+    // How many bytes the last group lacks.
+    const std::size_t missing = text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0;
     Bytes bytes(text.size() / 4 * 3, '\0');
     char* output = bytes.data();
     std::uint32_t allBits = 0;
@@ -112,10 +113,10 @@ std::optional<Bytes> bytesFromPlainBase64(std::string_view text) {
         decode(digitValue(text[index]), digitValue(text[index + 1]), digitValue(text[index + 2]),
                digitValue(text[index + 3]));
     }
-    decode(digitValue(text[last]), digitValue(text[last + 1]), padding == 2 ? 0U : digitValue(text[last + 2]),
-           padding != 0 ? 0U : digitValue(text[last + 3]));
+    decode(digitValue(text[last]), digitValue(text[last + 1]), missing == 2 ? 0U : digitValue(text[last + 2]),
+           missing != 0 ? 0U : digitValue(text[last + 3]));
     if (allBits >= skipped) return std::nullopt;
-    bytes.resize(bytes.size() - padding);
+    bytes.resize(bytes.size() - missing);
     return bytes;
 }
 
