@@ -310,9 +310,9 @@ Result<void> LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& 
             const std::vector<std::string> types = database.typesOfExtension(extension);
             for (const std::string& type : types) {
                 const std::vector<std::string> lineage = database.lineageOfType(type);
-                const bool hasHandler =
-                    std::any_of(lineage.begin(), lineage.end(),
-                                [&](const std::string& ancestor) { return handlers.hasHandler(ancestor); });
+                const bool hasHandler = std::any_of(
+                    lineage.begin(), lineage.end(),
+                    [&known = handlers](const std::string& ancestor) { return known.hasHandler(ancestor); });
                 if (!hasHandler || handlers.hasChosenDefault(type)) list(type);
             }
             if (!types.empty()) continue;
