@@ -50,6 +50,17 @@ inline std::optional<std::map<std::string, std::string>> strictDesktopEntry(std:
     return values;
 }
 
+/// What becomes of a valid text in a value: a character that the format cannot carry is U+FFFD.
+inline std::string carriedText(std::string_view text) {
+    std::string result;
+    for (const char character : text) {
+        const auto code = static_cast<unsigned char>(character);
+        const bool isCarried = (code >= 0x20 && code != 0x7f) || code == '\n' || code == '\t' || code == '\r';
+        result += isCarried ? std::string(1, character) : "\uFFFD";
+    }
+    return result;
+}
+
 /// The arguments of a command line as a launcher makes them for `files`. Nil unless each argument is quoted,
 /// or is the field code for files alone, and every "%" within one is doubled.
 inline std::optional<std::vector<std::string>> strictArguments(std::string_view line,

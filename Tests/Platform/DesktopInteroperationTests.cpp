@@ -1,9 +1,12 @@
 // The desktop's own programs read what a registration writes. Each test is skipped where its program is
 // missing.
 
+#include "Formats/DesktopEntryReading.hpp"
 #include "Formats/ICNSCoding.hpp"
 #include "Formats/ImageCoding.hpp"
+#include "Foundation/UnicodeText.hpp"
 #include "Platform/StubDesktop.hpp"
+#include "Support/HostileTexts.hpp"
 #include "Support/ProgramRun.hpp"
 
 #include <gmock/gmock.h>
@@ -35,22 +38,14 @@ std::string pathOfProgram(const std::string& name) {
     return {};
 }
 
-/// Names that are trouble in a shell, a key file or a command line, and that a folder can have.
-const std::vector<std::string> hostileFileNames = {
-    "plain",
-    "two  blanks ",
-    "a\n[Desktop Action x]",
-    "100% %n%F",
-    "\"'`",
-    "$(touch x)",
-    "back\\slash",
-    ";&|<>",
-    "-leading",
-    "e\xCC\x81 \xC3\xA9",
-    "\xE2\x80\xAE"
-    "gpj",
-    "~#[]{}*?!",
-};
+/// Names that are trouble in a shell, a key file or a command line, and that an entry can carry.
+std::vector<std::string> hostileEntryNames() {
+    std::vector<std::string> names = test::hostileFileNames(250);
+    std::erase_if(names, [](const std::string& name) {
+        return test::carriedText(repairedUTF8(name)) != name || name.find('=') != name.npos;
+    });
+    return names;
+}
 
 /// A user's data folder of which a registration refreshes the real caches.
 class DesktopInteroperationTest : public testing::Test {
@@ -125,7 +120,7 @@ private:
 TEST_F(DesktopInteroperationTest, The_validator_finds_nothing_in_whatever_entry_is_written) {
     const std::string validator = pathOfProgram("desktop-file-validate");
     if (validator.empty()) GTEST_SKIP() << "desktop-file-validate is not installed";
-    for (const std::string& name : hostileFileNames) {
+    for (const std::string& name : hostileEntryNames()) {
         const std::string stub =
             registerStub(name + ".app", {.name = name + "\033\t",
                                          .description = name,
@@ -148,7 +143,7 @@ TEST_F(DesktopInteroperationTest, A_registered_stub_is_started_with_its_document
     const std::string gio = pathOfProgram("gio");
     if (gio.empty()) GTEST_SKIP() << "gio is not installed";
     int number = 0;
-    for (const std::string& name : hostileFileNames) {
+    for (const std::string& name : hostileEntryNames()) {
         NamedPipe pipe(desktop.scratch.path("pipe" + std::to_string(++number)));
         const std::string script =
             "#!/bin/sh\n{ echo \"$0\"; printf '%s\\n' \"$@\"; } >" + pipe.path() + "\n";

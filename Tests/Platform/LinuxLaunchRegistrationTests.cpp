@@ -1,7 +1,9 @@
 #include "Formats/DesktopEntryReading.hpp"
 #include "Formats/ImageCoding.hpp"
+#include "Foundation/UnicodeText.hpp"
 #include "Platform/StubDesktop.hpp"
 #include "Support/FolderInspection.hpp"
+#include "Support/HostileTexts.hpp"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -467,37 +469,8 @@ TEST_F(DocumentTypesTest, What_is_known_of_types_is_read_once_in_a_batch_and_ane
 
 // Hostile names. None of them may stop the registration, but for paths that the format cannot carry.
 
-const std::vector<std::string>& hostileNames() {
-    using namespace std::string_literals;
-    static const std::vector<std::string> names = {
-        "..",
-        "../x",
-        "a/b",
-        "/abs",
-        ".",
-        "line\nExec=evil\n[Desktop Entry]",
-        "\033[31mred",
-        "nul\0nul"s,
-        std::string(255, 'n'),
-        std::string(256, 'n'),
-        std::string(65536, 'n'),
-        "\xFF\xFE invalid",
-        "\xED\xA0\x80 surrogate",
-        "e\xCC\x81 and \xC3\xA9",
-        "\xE2\x80\xAE"
-        "txt.exe",
-        "\"'`",
-        "%n%s%@",
-        ";",
-        "$(x)",
-        "-leading",
-        ".DS_Store",
-    };
-    return names;
-}
-
 TEST_F(LinuxLaunchRegistrationTest, Hostile_names_and_descriptions_make_an_entry_with_nothing_else_in_it) {
-    for (const std::string& name : hostileNames()) {
+    for (const std::string& name : test::hostileTexts()) {
         const std::string stub = registerStub("Word.app", {.name = name, .description = name});
         const auto values = test::strictDesktopEntry(desktop.onlyEntry());
         ASSERT_TRUE(values) << name;
@@ -510,7 +483,7 @@ TEST_F(LinuxLaunchRegistrationTest, Hostile_names_and_descriptions_make_an_entry
 }
 
 TEST_F(LinuxLaunchRegistrationTest, Hostile_types_of_documents_write_files_of_our_names_only) {
-    for (const std::string& name : hostileNames()) {
+    for (const std::string& name : test::hostileTexts()) {
         registerStub("Word.app", {.documentTypes = {{name, {name}, name}}});
         for (const auto& [path, content] : desktop.files())
             EXPECT_THAT(path, HasSubstr(nameOfOnlyEntry())) << name;
@@ -519,11 +492,10 @@ TEST_F(LinuxLaunchRegistrationTest, Hostile_types_of_documents_write_files_of_ou
 }
 
 TEST_F(LinuxLaunchRegistrationTest, A_stub_with_a_hostile_file_name_is_registered_or_refused_as_a_whole) {
-    for (const std::string& name : hostileNames()) {
-        const bool isFileName = name.find_first_of(std::string("/\0", 2)) == name.npos && name.size() <= 250;
-        if (!isFileName || name == "." || name == "..") continue;
+    for (const std::string& name : test::hostileFileNames(250)) {
         const std::string stub = desktop.writeStub(name + ".app");
-        const bool isCarriable = name.find_first_of("\033\xFF\xED=") == name.npos;
+        const bool isText = repairedUTF8(name) == name && name.find_first_of("\033\x07\x7F") == name.npos;
+        const bool isCarriable = isText && name.find('=') == name.npos;
         EXPECT_EQ(registration.registerBundle(stub), isCarriable ? 0 : EINVAL) << name;
         if (isCarriable) {
             EXPECT_THAT(desktop.registeredBundles(), ElementsAre(stub));

@@ -1,4 +1,5 @@
 #include "Foundation/UnicodeText.hpp"
+#include "Support/HostileTexts.hpp"
 
 #include "Scenarios/BundleModelDesktop.hpp"
 #include "Scenarios/BundleModelScenario.hpp"
@@ -7,44 +8,6 @@ namespace mox::test {
 namespace {
 
 using namespace std::string_literals;
-
-/// Names and texts that somebody could send to do harm.
-std::vector<std::string> hostileTexts() {
-    return {"..",
-            "../x",
-            "../../../../decoy",
-            "a/b",
-            "/abs",
-            ".",
-            "/",
-            "trailing/",
-            "line\nfeed",
-            "return\rhere",
-            "tab\there",
-            "escape\x1b[31m",
-            "nul\0inside"s,
-            "\0"s,
-            std::string(255, 'n'),
-            std::string(256, 'n'),
-            std::string(64 * 1024, 'n'),
-            "\xff\xfe invalid",
-            "cut \xe2\x82",
-            "\xed\xa0\x80 surrogate",
-            "Caf\u00e9",
-            "Cafe\u0301",
-            "\u202e reversed",
-            "\ufffe noncharacter",
-            "\U0001F600",
-            "quote\" 'single' `back` \\ backslash",
-            "%n%s%@%d%f%U",
-            "; rm -rf /",
-            "$(touch x)",
-            "-dash",
-            ".DS_Store",
-            "<key>&amp;</key>]]>",
-            " ",
-            "Name=Other\nExec=touch decoy\n[Desktop Action x]"};
-}
 
 /// A client with a desktop that really registers, in a home that holds other things too.
 class NamesInTheBundleModel : public BundleModelScenario {

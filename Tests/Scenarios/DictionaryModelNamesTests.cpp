@@ -1,4 +1,5 @@
 #include "Foundation/UnicodeText.hpp"
+#include "Support/HostileTexts.hpp"
 
 #include <algorithm>
 #include <fstream>
@@ -39,44 +40,6 @@ protected:
         std::map<std::string, std::string> content = contentOf(homePath().substr(0, homePath().rfind('/')));
         std::erase_if(content, [this](const auto& item) { return item.first.starts_with(supportFolder()); });
         return content;
-    }
-
-    static std::vector<std::string> hostileTexts() {
-        return {"..",
-                "../x",
-                "../../../../etc",
-                "a/b",
-                "/abs",
-                ".",
-                "/",
-                "//",
-                "trailing/",
-                "line\nfeed",
-                "return\rhere",
-                "escape\x1b[31m",
-                "nul\0inside"s,
-                "\0"s,
-                std::string(255, 'n'),
-                std::string(256, 'n'),
-                std::string(64 * 1024, 'n'),
-                "\xff\xfe invalid",
-                "cut \xe2\x82",
-                "\xed\xa0\x80 surrogate",
-                "Caf\u00e9",
-                "Cafe\u0301",
-                "\u202e reversed",
-                "\ufffe noncharacter",
-                "\U0001F600",
-                "quote\" 'single' `back`",
-                "%n%s%@%d",
-                "; rm -rf /",
-                "$(touch x)",
-                "-dash",
-                ".DS_Store",
-                "<key>&amp;</key>]]>",
-                " ",
-                "Folders",
-                "Subscriptions"};
     }
 };
 
