@@ -1,46 +1,41 @@
 #include "Formats/DesktopEntry.hpp"
 #include "Formats/DesktopEntryReading.hpp"
+#include "Formats/GLibDesktopEntry.hpp"
 #include "Foundation/UnicodeText.hpp"
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <string>
-#include <string_view>
+
+#include "Fuzz/FuzzInput.hpp"
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
+using mox::fuzz::require;
 
 /// A text for a menu comes back as it was, but for what a file cannot carry.
 void requireSameText(const std::string& read, const std::string& written) {
-    std::string expected;
-    for (const char character : mox::repairedUTF8(written)) {
-        const auto code = static_cast<unsigned char>(character);
-        const bool isCarried = (code >= 0x20 && code != 0x7f) || code == '\n' || code == '\t' || code == '\r';
-        expected += isCarried ? std::string(1, character) : "\uFFFD";
-    }
-    require(read == expected);
+    require(read == mox::test::carriedText(mox::repairedUTF8(written)));
+}
+
+/// GLib reads the values that the strict reader found, and starts the same program.
+void requireThatGLibAgrees(const std::string& text, const std::map<std::string, std::string>& values,
+                           const std::string& program) {
+    require(mox::test::glibDesktopEntry(text) == values);
+    require(mox::test::glibListInDesktopEntry(text, "MimeType") == std::vector<std::string>{"a/b", "c/d"});
+    const auto arguments = mox::test::glibArguments(values.at("Exec"), "-file 'x'");
+    require(arguments && arguments->size() >= 2 && arguments->back() == "-file 'x'");
+    require(arguments->at(arguments->size() - 2) == program);
 }
 
 } // namespace
 
 /// The input, taken apart at bytes FF, is a bundle's path, a program's path, a name and a comment. What is
-/// written of them is read by a strict reader and comes back whole. The input itself may be an entry too.
+/// written of them is read by a strict reader and by GLib, and comes back whole. The input itself may be an
+/// entry too.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    std::string_view input(reinterpret_cast<const char*>(data), size);
+    const std::string_view input(reinterpret_cast<const char*>(data), size);
     (void)mox::bundleOfDesktopEntry(input);
 
-    std::array<std::string, 4> fields;
-    for (std::string& field : fields) {
-        field = input.substr(0, input.find('\xFF'));
-        input.remove_prefix(std::min(field.size() + 1, input.size()));
-    }
-    const auto& [bundle, program, name, comment] = fields;
+    const auto [bundle, program, name, comment] = mox::fuzz::fieldsOf<4>(input);
     const mox::DesktopEntry entry = {.bundle = bundle,
                                      .program = program,
                                      .name = name,
@@ -66,5 +61,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         arguments->erase(arguments->begin());
     }
     require(arguments->size() == 2 && arguments->at(0) == program && arguments->at(1) == "file");
+    requireThatGLibAgrees(*text, *values, program);
     return 0;
 }

@@ -1,19 +1,15 @@
-#include <algorithm>
-#include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 
 #include "AbsoluteURL.hpp"
 #include "Feed.hpp"
 #include "FeedMapping.hpp"
+#include "Fuzz/FuzzInput.hpp"
 #include "PlainName.hpp"
 #include "PrintableText.hpp"
 
 namespace {
 
-void require(bool condition) {
-    if (!condition) std::abort();
-}
+using mox::fuzz::require;
 
 /// Whatever the feed says, it stays below the folder, in names that a file system takes.
 void requireHarmless(const mox::MOXSubscribeKeywords& keywords, const std::string& folder) {
