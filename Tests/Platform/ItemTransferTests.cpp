@@ -5,8 +5,11 @@
 #include "Platform/Testing/PowerLossSystemCalls.hpp"
 #include "Platform/TreeSamples.hpp"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <fstream>
+#include <set>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <utility>
@@ -76,6 +79,12 @@ bool exists(const std::string& path) {
 /// The tree at `path`; empty when there is none.
 Tree treeOrNothingAt(const std::string& path) {
     return exists(path) ? treeAt(path) : Tree();
+}
+
+/// How many of the calls so far were of the kind `call`.
+std::size_t callsOf(const FaultySystemCalls& calls, SystemCall call) {
+    const auto all = calls.calls();
+    return static_cast<std::size_t>(std::count(all.begin(), all.end(), call));
 }
 
 Names withoutTemporaries(Names names) {
@@ -192,9 +201,7 @@ TEST(ItemCopy, A_copy_whose_name_cannot_be_made_safe_is_taken_back) {
     CopyPlace place;
     const auto rehearsal = place.stack.fileSystem.copyItem(place.source, place.destination, "rehearsal");
     ASSERT_TRUE(rehearsal);
-    const auto calls = place.stack.calls.calls();
-    const auto synchronisations = static_cast<std::size_t>(std::count(calls.begin(), calls.end(), Fsync));
-    place.stack.calls.failCall(Fsync, synchronisations, EIO, FaultDuration::Once);
+    place.stack.calls.failCall(Fsync, callsOf(place.stack.calls, Fsync), EIO, FaultDuration::Once);
     const auto result = place.stack.fileSystem.copyItem(place.source, place.destination, "new");
     EXPECT_TRUE(isFileSystemError(result, 512, place.source, EIO));
     EXPECT_EQ(namesIn(place.destination), Names{"rehearsal"});
@@ -380,6 +387,96 @@ void meddleBeforeEachCall(Meddle meddle, Check check) {
         return hasActed;
     });
     EXPECT_GT(calls, 50U);
+}
+
+TEST(ItemCopy, Files_are_copied_within_the_system) {
+    CopyPlace place;
+    ASSERT_TRUE(place.stack.fileSystem.copyItem(place.source, place.destination, "new"));
+    EXPECT_EQ(treeAt(place.arrival), place.original);
+    EXPECT_EQ(callsOf(place.stack.calls, CopyFileRange), 3U);
+    EXPECT_EQ(callsOf(place.stack.calls, Read), 0U);
+}
+
+TEST(ItemCopy, Where_the_system_does_not_copy_by_itself_files_are_read_and_written) {
+    for (const int refusal : {EXDEV, EINVAL, EOPNOTSUPP, ENOSYS, EPERM}) {
+        for (const std::size_t refused : {1U, 2U, 3U}) {
+            SCOPED_TRACE(testing::Message() << "errno " << refusal << " at call " << refused);
+            CopyPlace place;
+            place.stack.calls.failCall(CopyFileRange, refused, refusal, FaultDuration::FromThenOn);
+            ASSERT_TRUE(place.stack.fileSystem.copyItem(place.source, place.destination, "new"));
+            EXPECT_EQ(treeAt(place.arrival), place.original);
+            // Who has refused once is not asked again.
+            EXPECT_EQ(place.stack.calls.faultsFired(), 1U);
+        }
+    }
+}
+
+TEST(ItemCopy, A_failure_of_any_call_of_a_copy_that_the_system_refuses_is_told_and_leaves_nothing_behind) {
+    class RefusesToCopy : public ForwardingSystemCalls {
+    public:
+        using ForwardingSystemCalls::ForwardingSystemCalls;
+        ssize_t copy_file_range(int, int, std::size_t) override {
+            errno = EXDEV;
+            return -1;
+        }
+    };
+    const std::size_t calls = forEachFault([](std::size_t number) {
+        Place<StackOverDevices<RefusesToCopy>> place;
+        place.stack.calls.failCall(std::nullopt, number, EIO, FaultDuration::Once);
+        const auto result = place.stack.fileSystem.copyItem(place.source, place.destination, "new");
+        const bool hasFired = place.stack.calls.faultsFired() > 0;
+        if (result) {
+            EXPECT_TRUE(!hasFired || place.stack.calls.calls().at(number - 1) == Close);
+            EXPECT_EQ(treeAt(place.arrival), place.original);
+        } else {
+            EXPECT_TRUE(isFileSystemError(result, 512, place.source, EIO));
+            EXPECT_EQ(namesIn(place.destination), Names{});
+        }
+        return hasFired;
+    });
+    EXPECT_GT(calls, 50U);
+}
+
+TEST(ItemCopy, A_file_that_the_system_takes_for_empty_by_mistake_is_copied_whole) {
+    class CopiesNothing : public ForwardingSystemCalls {
+    public:
+        using ForwardingSystemCalls::ForwardingSystemCalls;
+        ssize_t copy_file_range(int, int, std::size_t) override { return 0; }
+    };
+    Place<StackOverDevices<CopiesNothing>> place;
+    ASSERT_TRUE(place.stack.fileSystem.copyItem(place.source, place.destination, "new"));
+    EXPECT_EQ(treeAt(place.arrival), place.original);
+}
+
+TEST(ItemCopy, A_file_whose_size_the_system_does_not_know_is_copied_whole) {
+    const ScratchFolder folder;
+    LinuxFileSystemStack stack;
+    ASSERT_TRUE(stack.fileSystem.copyItem("/proc/version", folder.path(), "copy"));
+    EXPECT_TRUE(bytesOfFile(folder.path("copy")).ends_with("\n"));
+    EXPECT_EQ(bytesOfFile(folder.path("copy")), bytesOfFile("/proc/version"));
+}
+
+TEST(ItemCopy, A_file_that_grows_or_shrinks_meanwhile_is_copied_as_it_was_at_one_time_or_the_other) {
+    const std::string before = "a content that takes two writes";
+    for (const std::string& after :
+         {before + " and one more than that", before.substr(0, 25), std::string()}) {
+        std::set<Bytes> copies;
+        meddleBeforeEachCall(
+            [&](const CopyPlace& place) {
+                // The same file, so that who has it open sees it change.
+                std::ofstream(place.folder.path("tree/a/file"), std::ios::binary) << after;
+            },
+            [&](const CopyPlace& place, const Result<std::string>& result) {
+                ASSERT_TRUE(result);
+                copies.insert(bytesOfFile(place.arrival + "/a/file"));
+            });
+        std::set<Bytes> allowed = {before, after};
+        // It had become another one when 20 bytes of it were copied.
+        allowed.insert(before.substr(0, std::max<std::size_t>(20, after.size())));
+        EXPECT_TRUE(std::includes(allowed.begin(), allowed.end(), copies.begin(), copies.end()));
+        EXPECT_TRUE(copies.contains(before));
+        EXPECT_TRUE(copies.contains(after));
+    }
 }
 
 bool holdsSecret(const std::string& path) {

@@ -29,6 +29,10 @@ ssize_t SystemCalls::write(int descriptor, const void* bytes, std::size_t size) 
     return ::write(descriptor, bytes, size);
 }
 
+ssize_t SystemCalls::copy_file_range(int source, int destination, std::size_t size) {
+    return ::copy_file_range(source, nullptr, destination, nullptr, size, 0);
+}
+
 int SystemCalls::fsync(int descriptor) {
     return ::fsync(descriptor);
 }

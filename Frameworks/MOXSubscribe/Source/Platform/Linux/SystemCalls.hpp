@@ -26,6 +26,8 @@ public:
     virtual int close(int descriptor);
     virtual ssize_t read(int descriptor, void* buffer, std::size_t size);
     virtual ssize_t write(int descriptor, const void* bytes, std::size_t size);
+    /// Both from where the descriptors stand, so without offsets and flags.
+    virtual ssize_t copy_file_range(int source, int destination, std::size_t size);
     virtual int fsync(int descriptor);
     virtual int syncfs(int descriptor);
     virtual int fchmod(int descriptor, mode_t mode);

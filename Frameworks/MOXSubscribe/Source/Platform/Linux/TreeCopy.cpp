@@ -5,6 +5,10 @@
 #include "Platform/Linux/FileOperations.hpp"
 #include "Platform/Linux/TreeRemoval.hpp"
 
+#include <climits>
+
+#include <algorithm>
+#include <array>
 #include <dirent.h>
 #include <fcntl.h>
 #include <new>
@@ -14,11 +18,17 @@
 namespace mox {
 namespace {
 
+/// Whether the system copies no contents by itself, from this file system to that one or at all: an old
+/// system, a file system without it, or a sandbox that does not know it.
+bool meansNoSuchCopying(ErrorNumber error) {
+    return error == EXDEV || error == EINVAL || error == EOPNOTSUPP || error == ENOSYS || error == EPERM;
+}
+
 /// One copy. It keeps its own stack, for trees may be deeper than the process's.
 class TreeCopy {
 public:
     TreeCopy(SystemCalls& system, int folder)
-        : _system(system), _sources(system, AT_FDCWD), _copies(system, folder), _buffer(bufferSize) {}
+        : _system(system), _sources(system, AT_FDCWD), _copies(system, folder) {}
 
     ErrorNumber copy(const std::string& source, const std::string& name) {
         ErrorNumber error = copyItem(source.c_str(), name.c_str(), DT_UNKNOWN);
@@ -35,8 +45,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t bufferSize = 64 * 1024;
-
     struct Level {
         std::vector<ListedItem> items;
         std::size_t next;
@@ -86,14 +94,15 @@ private:
     }
 
     ErrorNumber copyLink(const char* source, const char* name) {
+        std::array<char, PATH_MAX> target;
         const ssize_t length =
-            _system.readlinkat(_sources.descriptor(), source, _buffer.data(), _buffer.size());
+            _system.readlinkat(_sources.descriptor(), source, target.data(), target.size());
         if (length < 0) return errno;
         const auto end = static_cast<std::size_t>(length);
-        // One that fills the buffer may have been cut off, but no file system's links are that long.
-        if (end == _buffer.size()) return ENAMETOOLONG;
-        _buffer[end] = '\0';
-        return errorNumberOf(_system.symlinkat(_buffer.data(), _copies.descriptor(), name));
+        // One that fills the buffer may have been cut off, but no link that can be made is that long.
+        if (end == target.size()) return ENAMETOOLONG;
+        target[end] = '\0';
+        return errorNumberOf(_system.symlinkat(target.data(), _copies.descriptor(), name));
     }
 
     ErrorNumber copyFile(const char* source, const char* name) {
@@ -107,13 +116,34 @@ private:
         Descriptor copy(_system, _copies.descriptor(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
                         S_IRUSR | S_IWUSR);
         if (copy.openError() != 0) return copy.openError();
-        if (const ErrorNumber error = copyContent(original.number(), copy.number())) return error;
+        if (const ErrorNumber error = copyContent(original.number(), copy.number(), status.st_size))
+            return error;
         if (_system.fchmod(copy.number(), status.st_mode & permissionBits) < 0) return errno;
         if (const ErrorNumber error = synchronize(_system, copy.number())) return error;
         return copy.close();
     }
 
-    ErrorNumber copyContent(int original, int copy) {
+    /// Copies what is in a file that had `size` bytes when it was looked at.
+    ErrorNumber copyContent(int original, int copy, off_t size) {
+        off_t length = 0;
+        while (_systemCopies && length < size) {
+            constexpr off_t mostAtOnce = off_t{1} << 30;
+            const auto most = static_cast<std::size_t>(std::min(size - length, mostAtOnce));
+            const ssize_t count =
+                uninterrupted([&] { return _system.copy_file_range(original, copy, most); });
+            if (count < 0 && !meansNoSuchCopying(errno)) return errno;
+            if (count < 0) _systemCopies = false;
+            // Either it has become shorter, or it is one of which the system says so by mistake.
+            if (count <= 0) break;
+            length += count;
+        }
+        // A file that the system makes up on reading has no size.
+        return length == size && size != 0 ? 0 : copyRest(original, copy);
+    }
+
+    /// Copies what comes behind the positions in the files.
+    ErrorNumber copyRest(int original, int copy) {
+        _buffer.resize(64 * 1024);
         for (;;) {
             const ssize_t count =
                 uninterrupted([&] { return _system.read(original, _buffer.data(), _buffer.size()); });
@@ -127,6 +157,8 @@ private:
     DirectoryChain _sources;
     DirectoryChain _copies;
     std::vector<Level> _levels;
+    /// Whether the system has not refused yet to copy by itself.
+    bool _systemCopies = true;
     std::vector<char> _buffer;
 };
 

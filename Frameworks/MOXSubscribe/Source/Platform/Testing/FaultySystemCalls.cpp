@@ -14,6 +14,7 @@ bool mayBeInterrupted(SystemCall call) {
     case SystemCall::Openat:
     case SystemCall::Read:
     case SystemCall::Write:
+    case SystemCall::CopyFileRange:
     case SystemCall::Fsync:
     case SystemCall::Getdents64:
         return true;
@@ -142,6 +143,11 @@ ssize_t FaultySystemCalls::read(int descriptor, void* buffer, std::size_t size) 
 ssize_t FaultySystemCalls::write(int descriptor, const void* bytes, std::size_t size) {
     if (refuses(SystemCall::Write, Effect::Changes)) return -1;
     return ForwardingSystemCalls::write(descriptor, bytes, limited(size));
+}
+
+ssize_t FaultySystemCalls::copy_file_range(int source, int destination, std::size_t size) {
+    if (refuses(SystemCall::CopyFileRange, Effect::Changes)) return -1;
+    return ForwardingSystemCalls::copy_file_range(source, destination, limited(size));
 }
 
 int FaultySystemCalls::fsync(int descriptor) {

@@ -22,6 +22,10 @@ ssize_t ForwardingSystemCalls::write(int descriptor, const void* bytes, std::siz
     return _target.write(descriptor, bytes, size);
 }
 
+ssize_t ForwardingSystemCalls::copy_file_range(int source, int destination, std::size_t size) {
+    return _target.copy_file_range(source, destination, size);
+}
+
 int ForwardingSystemCalls::fsync(int descriptor) {
     return _target.fsync(descriptor);
 }

@@ -15,6 +15,7 @@ public:
     int close(int descriptor) override;
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+    ssize_t copy_file_range(int source, int destination, std::size_t size) override;
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int fchmod(int descriptor, mode_t mode) override;

@@ -145,6 +145,16 @@ void PowerLossSystemCalls::noteOpening(int descriptor, const std::string& path, 
     _openItems[descriptor] = {path, file, 0};
 }
 
+void PowerLossSystemCalls::noteWriting(int descriptor, ByteView content) {
+    const auto item = _openItems.find(descriptor);
+    if (item == _openItems.end() || !item->second.file) return;
+    Bytes& known = item->second.file->current;
+    std::size_t& offset = item->second.offset;
+    if (known.size() < offset + content.size()) known.resize(offset + content.size());
+    known.replace(offset, content.size(), content);
+    offset += content.size();
+}
+
 /// The path that the system takes `path` in the folder of a descriptor for; "" when that is not in the book.
 std::string PowerLossSystemCalls::pathOf(int folder, const char* path) const {
     if (folder == AT_FDCWD || *path == '/') return path;
@@ -267,15 +277,20 @@ ssize_t PowerLossSystemCalls::write(int descriptor, const void* bytes, std::size
     const ssize_t written = ForwardingSystemCalls::write(descriptor, bytes, size);
     if (written < 0) return written;
     const std::lock_guard lock(_mutex);
-    const auto item = _openItems.find(descriptor);
-    if (item == _openItems.end() || !item->second.file) return written;
-    Bytes& content = item->second.file->current;
-    std::size_t& offset = item->second.offset;
-    const auto count = static_cast<std::size_t>(written);
-    if (content.size() < offset + count) content.resize(offset + count);
-    content.replace(offset, count, static_cast<const char*>(bytes), count);
-    offset += count;
+    noteWriting(descriptor, {static_cast<const char*>(bytes), static_cast<std::size_t>(written)});
     return written;
+}
+
+ssize_t PowerLossSystemCalls::copy_file_range(int source, int destination, std::size_t size) {
+    const ssize_t copied = ForwardingSystemCalls::copy_file_range(source, destination, size);
+    if (copied < 0) return copied;
+    // The copy is open for writing alone, perhaps; what it got is what the source's position went over.
+    Bytes content(static_cast<std::size_t>(copied), '\0');
+    const off_t end = ::lseek(source, 0, SEEK_CUR);
+    if (::pread(source, content.data(), content.size(), end - copied) != copied) fail("copy_file_range");
+    const std::lock_guard lock(_mutex);
+    noteWriting(destination, content);
+    return copied;
 }
 
 int PowerLossSystemCalls::fsync(int descriptor) {

@@ -46,6 +46,7 @@ public:
     int openat(int folder, const char* path, int flags, mode_t mode) override;
     int close(int descriptor) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
+    ssize_t copy_file_range(int source, int destination, std::size_t size) override;
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int mkdir(const char* path, mode_t mode) override;
@@ -92,6 +93,7 @@ private:
     bool isInside(const std::string& path) const;
     std::string pathOf(int folder, const char* path) const;
     void noteOpening(int descriptor, const std::string& path, int flags);
+    void noteWriting(int descriptor, ByteView content);
     void noteNewFolder(const std::string& path);
     void noteRemoval(const std::string& path);
     void readFolder(const std::string& folder);
