@@ -147,9 +147,9 @@ TEST_F(LoadingThePlistStore, The_support_folder_and_the_file_are_made_for_the_us
     const mode_t mask = umask(022);
     const OpenPlistStore store;
     umask(mask);
-    EXPECT_EQ(modeAt(supportFolder()), 0700U);
-    EXPECT_EQ(modeAt(homePath("Library/Application Support")), 0755U);
-    EXPECT_EQ(modeAt(plistPath()), 0600U);
+    EXPECT_EQ(modeOf(supportFolder()), 0700U);
+    EXPECT_EQ(modeOf(homePath("Library/Application Support")), 0755U);
+    EXPECT_EQ(modeOf(plistPath()), 0600U);
 }
 
 TEST_F(LoadingThePlistStore, Existing_permissions_are_kept) {
@@ -159,8 +159,8 @@ TEST_F(LoadingThePlistStore, Existing_permissions_are_kept) {
     ASSERT_EQ(chmod(plistPath().c_str(), 0640), 0);
     OpenPlistStore store;
     EXPECT_TRUE(store.createFolderAtPath("New"));
-    EXPECT_EQ(modeAt(supportFolder()), 0750U);
-    EXPECT_EQ(modeAt(plistPath()), 0640U);
+    EXPECT_EQ(modeOf(supportFolder()), 0750U);
+    EXPECT_EQ(modeOf(plistPath()), 0640U);
 }
 
 TEST_F(LoadingThePlistStore, A_directory_at_the_files_path_counts_as_no_file_and_stays) {

@@ -5,9 +5,7 @@
 #include "Foundation/PathRules.hpp"
 #include "SDK/MOXSubscribeAdditions.hpp"
 
-#include <algorithm>
 #include <cerrno>
-#include <dirent.h>
 #include <fstream>
 #include <sys/stat.h>
 #include <system_error>
@@ -141,24 +139,6 @@ void makeFolders(const std::string& path, unsigned mode) {
     if (access(parent.c_str(), F_OK) != 0) makeFolders(parent);
     if (mkdir(path.c_str(), static_cast<mode_t>(mode)) != 0 && errno != EEXIST)
         throw std::system_error(errno, std::generic_category(), path);
-}
-
-unsigned modeAt(const std::string& path) {
-    struct stat attributes;
-    if (lstat(path.c_str(), &attributes) != 0) throw std::system_error(errno, std::generic_category(), path);
-    return attributes.st_mode & 07777U;
-}
-
-Paths namesIn(const std::string& path) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(opendir(path.c_str()), closedir);
-    if (!folder) throw std::system_error(errno, std::generic_category(), path);
-    Paths names;
-    while (const dirent* item = readdir(folder.get())) {
-        const std::string name = item->d_name;
-        if (name != "." && name != "..") names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 } // namespace mox::test

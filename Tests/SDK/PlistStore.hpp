@@ -5,6 +5,7 @@
 #include "Platform/Testing/ScopedPlatform.hpp"
 #include "Platform/Testing/TestPlatform.hpp"
 #include "SDK/MOXPlistSubscriptionManager.hpp"
+#include "Support/FolderInspection.hpp"
 #include "Support/StaleError.hpp"
 
 #include <gtest/gtest.h>
@@ -113,9 +114,5 @@ testing::AssertionResult isInvalidArgument(const std::optional<Error>& error);
 
 /// Makes the folders of `path` with the given permissions; throws std::system_error on failure.
 void makeFolders(const std::string& path, unsigned mode = 0755);
-/// The permission bits at `path`, links not followed.
-unsigned modeAt(const std::string& path);
-/// The names in the folder `path`, sorted, hidden ones included.
-Paths namesIn(const std::string& path);
 
 } // namespace mox::test

@@ -61,4 +61,15 @@ std::vector<std::string> BundleModelDesktop::invalidEntries() const {
     return invalid;
 }
 
+std::vector<std::string> BundleModelDesktop::startedPrograms() const {
+    std::vector<std::string> programs;
+    for (const std::string& path : entries()) {
+        const auto values = strictDesktopEntry(bytesOfFile(path));
+        const bool hasLine = values && values->contains("Exec");
+        const auto arguments = hasLine ? strictArguments(values->at("Exec"), {}) : std::nullopt;
+        programs.push_back(arguments && !arguments->empty() ? arguments->back() : "none");
+    }
+    return programs;
+}
+
 } // namespace mox::test

@@ -25,6 +25,9 @@ public:
     /// What is wrong with the desktop entries of ours, one text for each that is not well-formed.
     std::vector<std::string> invalidEntries() const;
 
+    /// The programs that the desktop entries of ours start; "none" for one that starts none.
+    std::vector<std::string> startedPrograms() const;
+
     unsigned refreshes() const { return _caches.refreshes; }
 
 private:

@@ -1,3 +1,4 @@
+#include "Foundation/PathRules.hpp"
 #include "Foundation/UnicodeText.hpp"
 #include "Support/HostileTexts.hpp"
 
@@ -22,13 +23,17 @@ protected:
     /// The manager watches through the desktop, which goes first.
     ~NamesInTheBundleModel() override { end(); }
 
-    /// Everything but what the model may change.
+    /// Everything but what the model may change: stubs, the Trash, and what the desktop is told in files of
+    /// our names.
     Tree elsewhere() const {
         Tree tree = contentsOfTree(scratch.path());
         std::erase_if(tree, [](const auto& item) {
-            return isInOneOf(item.first, {"home/Applications", "home/.local/share/Trash",
-                                          "home/.local/share/icons", "home/.local/share/mime"}) ||
-                   item.first.starts_with("home/.local/share/applications/moxsubscribe-");
+            const bool isForTheDesktop =
+                isInOneOf(item.first, {"home/.local/share/applications", "home/.local/share/icons",
+                                       "home/.local/share/mime"});
+            const bool isOurs = lastPathComponent(item.first).starts_with("moxsubscribe-");
+            return isInOneOf(item.first, {"home/Applications", "home/.local/share/Trash"}) ||
+                   (isForTheDesktop && (isOurs || item.second == "/"));
         });
         return tree;
     }
@@ -55,8 +60,9 @@ protected:
         return keywords;
     }
 
-    bool upgrade(const std::string& path) {
-        return dynamic_cast<MOXFileSubscriptionManager&>(*manager).updateSubscriptionAtPath(path, {}, {});
+    bool upgrade(const std::string& path, const MOXUpdateStoreNameBlock& storeNameBlock = {}) {
+        auto& bundles = dynamic_cast<MOXFileSubscriptionManager&>(*manager);
+        return bundles.updateSubscriptionAtPath(path, storeNameBlock, {});
     }
 
     BundleModelDesktop desktop{test, scratch.path()};
@@ -148,6 +154,105 @@ TEST_F(NamesInTheBundleModel, Stubs_with_the_names_of_one_text_in_two_spellings_
     EXPECT_EQ(manager->subscriptionAtPath(inApps("Caf\u00e9.app"))->resourceName(), "Farm:One");
     EXPECT_EQ(manager->subscriptionAtPath(inApps("Cafe\u0301.app"))->resourceName(), "Farm:Two");
     EXPECT_EQ(desktop.registeredStubs().size(), 2U);
+}
+
+TEST_F(NamesInTheBundleModel, Any_text_set_in_a_record_is_in_the_stub_that_it_writes) {
+    before = elsewhere();
+    start();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        const auto record = MOXFileSubscription::subscription();
+        record->setType(MOXSubscriptionType::Application);
+        record->setFileName("Word.app");
+        record->setResourceName(text);
+        record->setStoreName(text);
+        record->setInternalStoreURL(text);
+        record->setExternalStoreURL(text);
+        record->setLaunchURL(text);
+        record->setContentAddress(text);
+        record->setSubscriptionDescription(text);
+        record->setPublisherName(text);
+        record->setServerName(text);
+        record->setFileTypes(std::vector{MOXFileType{text, {text}, text}});
+        ASSERT_TRUE(record->writeToFolder(inApps(), text)) << "the name beside the record's own is not used";
+        EXPECT_EQ(namesIn(inApps()), Paths{"Word.app"});
+        const auto written = MOXFileSubscription::subscriptionWithPath(inApps("Word.app"));
+        ASSERT_NE(written, nullptr);
+        for (const auto& value :
+             {written->resourceName(), written->storeName(), written->internalStoreURL(),
+              written->externalStoreURL(), written->subscriptionDescription(), written->launchURL(),
+              written->publisherName(), written->contentAddress(), written->serverName()})
+            EXPECT_EQ(value, stored);
+        const auto types = written->fileTypes();
+        ASSERT_TRUE(types && types->size() == 1);
+        EXPECT_EQ(types->front().group, stored);
+        EXPECT_EQ(desktop.invalidEntries(), Lines());
+        EXPECT_TRUE(manager->removeSubscriptionAtPath(inApps("Word.app")));
+    }
+    EXPECT_EQ(elsewhere(), before);
+}
+
+TEST_F(NamesInTheBundleModel, Any_text_in_a_stub_s_information_is_read_and_leads_to_nothing_elsewhere) {
+    before = elsewhere();
+    std::size_t started = 0;
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        Dictionary type = documentType(stored, {stored});
+        type.set("CFBundleTypeIconFile", stored);
+        BundleContent content = templateContent("1.0");
+        content.infoPlist = dictionaryOf({{"CFBundleDocumentTypes", Array{type}}});
+        for (const char* key : {"CFBundleExecutable", "CFBundleName", "CFBundleIdentifier",
+                                "CFBundleIconFile", "CFBundleShortVersionString", "KorvanVersionString"})
+            content.infoPlist->set(key, stored);
+        content.alias = oldAlias();
+        for (const char* key : {"Norvik Type", "Norvik Auth Type", "Tavamor Name", "cloneName"})
+            content.alias->set(key, stored);
+        const std::string path = inApps("Word.app");
+        makeBundle("home/Applications/Word.app", content);
+
+        start();
+        EXPECT_EQ(manager->subscriptionPaths(), Paths{path});
+        const auto record = manager->subscriptionAtPath(path);
+        ASSERT_NE(record, nullptr);
+        EXPECT_EQ(record->subscriptionVersion(), MOXVersionNumber(stored).stringValue());
+        EXPECT_EQ(record->fileTypes()->front().extensions, std::vector{"." + stored});
+        EXPECT_EQ(record->icon()->representations.size(), imageOfSides({16}).representations.size())
+            << "the icon's name is the template's";
+        EXPECT_TRUE(manager->subscribeToResource("Farm:Word", keywordsOf("text", "Word.app"))) << "refreshed";
+        for (const std::string& program : desktop.startedPrograms()) {
+            ++started;
+            EXPECT_EQ(program, path + "/Contents/MacOS/" + stored) << "one of the stub's own";
+        }
+        EXPECT_TRUE(upgrade(path));
+        EXPECT_EQ(*infoPlistOf(path).string("CFBundleIdentifier"), "com.korvan.TarvioAlias-Farm-Word");
+        EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
+        EXPECT_EQ(desktop.registeredStubs(), Lines());
+    }
+    EXPECT_GT(started, 10U);
+    EXPECT_EQ(elsewhere(), before);
+}
+
+TEST_F(NamesInTheBundleModel, Any_text_may_be_the_name_of_the_store_that_an_upgrade_asks_for) {
+    before = elsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        Dictionary alias = oldAlias();
+        alias.remove("Store Name");
+        alias.set("Korvan Server", stored);
+        const std::string path = makeOldStub("Word.app", alias);
+        start();
+        EXPECT_TRUE(upgrade(path, askForStore(text)));
+        EXPECT_EQ(asked, Lines{"store of " + stored});
+        EXPECT_EQ(manager->subscriptionAtPath(path)->storeName(), stored);
+        EXPECT_EQ(manager->subscriptionAtPath(path)->internalStoreURL(), stored);
+        EXPECT_EQ(desktop.invalidEntries(), Lines());
+        EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
+        asked.clear();
+    }
+    EXPECT_EQ(elsewhere(), before);
 }
 
 TEST_F(NamesInTheBundleModel, Texts_in_a_stub_that_somebody_else_made_do_no_harm_in_an_upgrade) {

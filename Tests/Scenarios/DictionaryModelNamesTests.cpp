@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <fstream>
 #include <map>
-#include <sys/stat.h>
 
 #include "Scenarios/DictionaryModelScenario.hpp"
 
@@ -15,38 +14,31 @@ using namespace std::string_literals;
 
 class NamesInTheDictionaryModel : public DictionaryModelScenario {
 protected:
-    /// What is below `folder`, by path: a file's bytes, a folder's mode as text.
-    static std::map<std::string, std::string> contentOf(const std::string& folder) {
-        std::map<std::string, std::string> content;
-        std::vector<std::string> pending{folder};
-        while (!pending.empty()) {
-            const std::string path = pending.back();
-            pending.pop_back();
-            struct stat attributes;
-            if (lstat(path.c_str(), &attributes) != 0) continue;
-            if (S_ISDIR(attributes.st_mode)) {
-                content[path] = std::to_string(attributes.st_mode);
-                for (const std::string& name : namesIn(path))
-                    pending.push_back(path + "/" + name);
-            } else {
-                content[path] = bytesOfFile(path);
-            }
-        }
-        return content;
+    NamesInTheDictionaryModel() {
+        for (const char* decoy : {"Documents", "Applications", "Library/Preferences"})
+            makeFolders(homePath(decoy));
+        for (const char* decoy : {"Documents/decoy", "Applications/x", "x", "decoy"})
+            std::ofstream(homePath(decoy)) << "precious";
     }
 
     /// What is in the scratch folder but outside the support folder.
     std::map<std::string, std::string> contentElsewhere() const {
-        std::map<std::string, std::string> content = contentOf(homePath().substr(0, homePath().rfind('/')));
-        std::erase_if(content, [this](const auto& item) { return item.first.starts_with(supportFolder()); });
+        const std::string scratch = homePath().substr(0, homePath().rfind('/'));
+        std::map<std::string, std::string> content = contentsOfTree(scratch);
+        const std::string ours = supportFolder().substr(scratch.size() + 1);
+        std::erase_if(content, [&ours](const auto& item) { return item.first.starts_with(ours); });
         return content;
+    }
+
+    static void expectTexts(const MOXSubscription& record, const std::string& text) {
+        for (const auto& value : {record.resourceName(), record.storeName(), record.internalStoreURL(),
+                                  record.externalStoreURL(), record.subscriptionDescription(),
+                                  record.launchURL(), record.publisherName(), record.contentAddress()})
+            EXPECT_EQ(value, text);
     }
 };
 
 TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_else_on_the_disk_changes) {
-    for (const char* decoy : {"Documents", "Applications", "Library/Preferences"})
-        makeFolders(homePath(decoy));
-    std::ofstream(homePath("Documents/decoy")) << "precious";
     start();
     const auto before = contentElsewhere();
     for (const std::string& text : hostileTexts()) {
@@ -86,9 +78,71 @@ TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_e
         if (isOneComponent) {
             EXPECT_EQ(path, apps + "/" + stored);
             EXPECT_TRUE(manager->isSubscriptionAtPath(apps + "/" + text)) << "also as the caller spelt it";
+            expectTexts(*manager->subscriptionAtPath(path), stored);
             EXPECT_EQ(manager->removeAllSubscriptionsWithUniqueName(text, text), Paths{path});
         }
         EXPECT_EQ(logLines(), Paths());
+        EXPECT_TRUE(isSupportFolderClean());
+    }
+    EXPECT_EQ(contentElsewhere(), before);
+}
+
+TEST_F(NamesInTheDictionaryModel, Any_text_set_in_a_record_is_in_the_entry_that_it_writes) {
+    start();
+    const auto before = contentElsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        putTree(node({{"Apps", node()}}));
+        start();
+        const auto record = MOXPlistSubscription::subscription();
+        record->setType(MOXSubscriptionType::Application);
+        record->setResourceName(text);
+        record->setStoreName(text);
+        record->setInternalStoreURL(text);
+        record->setExternalStoreURL(text);
+        record->setLaunchURL(text);
+        record->setContentAddress(text);
+        record->setSubscriptionDescription(text);
+        record->setPublisherName(text);
+        record->setServerName(text);
+        EXPECT_TRUE(record->writeToFolder("Apps", "Word"));
+        start();
+        const auto written = manager->subscriptionAtPath("Apps/Word");
+        ASSERT_NE(written, nullptr);
+        expectTexts(*written, repairedUTF8(text));
+        EXPECT_EQ(written->serverName(), repairedUTF8(text));
+        EXPECT_TRUE(isSupportFolderClean());
+    }
+    EXPECT_EQ(contentElsewhere(), before);
+}
+
+TEST_F(NamesInTheDictionaryModel, Any_text_in_a_file_that_somebody_else_wrote_leads_to_nothing_elsewhere) {
+    start();
+    const auto before = contentElsewhere();
+    for (const std::string& text : hostileTexts()) {
+        SCOPED_TRACE(text.substr(0, 40));
+        const std::string stored = repairedUTF8(text);
+        Dictionary texts;
+        for (const char* key :
+             {"cloneName", "Korvan Server Unique Application Name", "Store Name", "Internal Store URL",
+              "External Store URL", "Korvan Description", "Stavenor Launch URL", "Korvan Publisher Name",
+              "Korvan Content Address", "Korvan Application Type", "Norvik Type", "Norvik Auth Type",
+              "Tavamor Name", "Korvan Server", "SchemaVersion", "Icon"})
+            texts.set(key, stored);
+        putTree(node({{"Apps", node({{stored, node({}, {{stored, texts}})}}, {{stored, texts}})}}));
+        start();
+        EXPECT_EQ(manager->numberOfSubscriptions(), 2U);
+        for (const std::string& path : Paths(manager->subscriptionPaths())) {
+            const auto record = manager->subscriptionAtPath(path);
+            if (!record) continue;
+            expectTexts(*record, stored);
+            EXPECT_EQ(record->icon(), std::nullopt);
+            EXPECT_EQ(record->type(), MOXSubscriptionType::Unknown);
+        }
+        EXPECT_TRUE(manager->createFolderAtPath("Apps/Made")) << "saved as it was read";
+        const Paths paths = manager->subscriptionPaths();
+        start();
+        EXPECT_EQ(manager->subscriptionPaths(), paths);
         EXPECT_TRUE(isSupportFolderClean());
     }
     EXPECT_EQ(contentElsewhere(), before);
