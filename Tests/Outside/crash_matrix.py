@@ -157,6 +157,8 @@ def complaints_about_next_run(bench, seen):
     if core == judge.core_before:
         if status != 0 or core_again != judge.core_after:
             complaints.append(f"does not work afterwards: {status}, {message}")
+        # Not as for a success: what the first run left is still there.
+        complaints += [f"afterwards: {complaint}" for complaint in judge.judge(again, "killed", "")[0]]
     elif core == judge.core_after:
         if status != bench.status_of_again or core_again != bench.core_of_again:
             complaints.append(f"the second run is not as ever: {status}, {message}")
@@ -199,14 +201,18 @@ def run_all(benches, cases, workers, deadline):
     for process in processes:
         process.start()
     running = len(processes)
-    while running:
-        result = results.get()
-        if result is None:
-            running -= 1
-        else:
-            yield result
-    for process in processes:
-        process.join()
+    try:
+        while running:
+            result = results.get()
+            if result is None:
+                running -= 1
+            else:
+                yield result
+    finally:
+        # When this one is interrupted, nobody may go on writing to what is then removed.
+        for process in processes:
+            process.terminate()
+            process.join()
 
 
 def table(rows):
