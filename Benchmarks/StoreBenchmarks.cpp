@@ -1,187 +1,33 @@
-#include "SDK/MOXPlistSubscriptionManager.hpp"
+#include "Formats/PropertyListWriting.hpp"
 
 #include <benchmark/benchmark.h>
-#include <plist/plist.h>
-#include <pugixml.hpp>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <fcntl.h>
-#include <memory>
-#include <random>
-#include <sstream>
-#include <stdexcept>
-#include <sys/stat.h>
+#include <functional>
 #include <unistd.h>
 
-// Loads, saves and changes stores of several sizes: the framework, two other libraries that read and write
-// the same file, and the floor, which moves the same bytes without understanding them. The files are in the
-// home directory, which has to be a scratch one.
-namespace mox {
+#include "StoreFiles.hpp"
+#include "StoreMemory.hpp"
+#include "StorePeers.hpp"
+
+// Loads, serialises, saves, changes and lists stores of several sizes, and weighs them: the framework, two
+// other libraries that read and write the same file, and the floor, which moves the same bytes without
+// understanding them.
+namespace mox::bench {
 namespace {
 
-constexpr std::string_view changedName = "Entry 000000";
-
-void require(bool condition, const std::string& what) {
-    if (!condition) throw std::runtime_error(what);
+/// What the file is called that is written in place of the store's by whoever is not the framework.
+std::string otherPath() {
+    return storePath() + ".other";
 }
 
-/// The framework's own manager, with the save laid open.
-class Store : public MOXPlistSubscriptionManager {
-public:
-    Store() = default;
-    using MOXPlistSubscriptionManager::saveSubscriptions;
+using Run = std::function<void(benchmark::State&, const StoreSize&)>;
 
-    /// Puts `count` entries with icons of `iconSize` bytes into the applications folder, and saves once.
-    void fill(std::int64_t count, std::int64_t iconSize) {
-        PropertyList::Dictionary* node = dictionaryForPath(appsFolderPath());
-        PropertyList::Dictionary* entries = node ? node->dictionary("Subscriptions") : nullptr;
-        require(entries != nullptr, "the new store has no applications folder");
-        std::mt19937 random(1);
-        for (std::int64_t index = 0; index < count; ++index) {
-            const std::string number = std::to_string(1'000'000 + index).substr(1);
-            const std::string name = "Entry " + number;
-            const auto record = MOXPlistSubscription::subscriptionWithFileName(
-                name, {.resourceName = "Controller:Resource " + number,
-                       .type = MOXSubscriptionType::Application,
-                       .storeName = "Benchmark Store",
-                       .internalStoreURL = "https://store.internal.example/catalogue",
-                       .externalStoreURL = "https://store.example/catalogue"});
-            record->setSubscriptionDescription("A resource that is measured & kept");
-            PropertyList::Dictionary entry = record->dictionaryRepresentation().value();
-            if (iconSize > 0) {
-                Bytes icon(static_cast<std::size_t>(iconSize), '\0');
-                for (auto& byte : icon)
-                    byte = static_cast<Bytes::value_type>(random());
-                entry.set("Icon", PropertyList::Data(std::move(icon)));
-            }
-            entries->set(name, std::move(entry));
-        }
-        saveSubscriptions();
-    }
-};
+// Times
 
-std::string storeFolder() {
-    return std::string(std::getenv("HOME")) + "/Library/Application Support/Korvan Ostrel";
-}
-
-std::string storePath() {
-    return storeFolder() + "/Subscriptions.plist";
-}
-
-std::string contentsOf(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status = {};
-    require(descriptor >= 0 && ::fstat(descriptor, &status) == 0, "cannot open " + path);
-    std::string contents(static_cast<std::size_t>(status.st_size), '\0');
-    std::size_t done = 0;
-    while (done < contents.size()) {
-        const ssize_t count = ::read(descriptor, contents.data() + done, contents.size() - done);
-        require(count > 0, "cannot read " + path);
-        done += static_cast<std::size_t>(count);
-    }
-    ::close(descriptor);
-    return contents;
-}
-
-/// Writes beside the store's file, synchronises, renames, and synchronises the folder, as the framework does.
-void replaceStore(std::string_view contents) {
-    const std::string path = storePath();
-    const std::string beside = path + ".beside";
-    const int descriptor = ::open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    require(descriptor >= 0, "cannot make " + beside);
-    while (!contents.empty()) {
-        const ssize_t count = ::write(descriptor, contents.data(), contents.size());
-        require(count > 0, "cannot write " + beside);
-        contents.remove_prefix(static_cast<std::size_t>(count));
-    }
-    require(::fsync(descriptor) == 0 && ::close(descriptor) == 0, "cannot synchronise " + beside);
-    require(::rename(beside.c_str(), path.c_str()) == 0, "cannot rename " + beside);
-    const int folder = ::open(storeFolder().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    require(folder >= 0 && ::fsync(folder) == 0 && ::close(folder) == 0, "cannot synchronise the folder");
-}
-
-/// The size of a store; its file is made once and copied into place for each run.
-struct Size {
-    std::int64_t entries;
-    std::int64_t iconBytes;
-};
-
-/// Puts a fresh store of `size` in place and returns its file's content.
-const std::string& prepareStore(const Size& size) {
-    static std::pair<std::int64_t, std::int64_t> current = {-1, -1};
-    static std::string contents;
-    if (current != std::pair(size.entries, size.iconBytes)) {
-        ::unlink(storePath().c_str());
-        contents.clear();
-        Store().fill(size.entries, size.iconBytes);
-        contents = contentsOf(storePath());
-        current = {size.entries, size.iconBytes};
-    } else {
-        replaceStore(contents);
-    }
-    return contents;
-}
-
-struct PlistDeleter {
-    void operator()(void* node) const { plist_free(node); }
-};
-using Plist = std::unique_ptr<void, PlistDeleter>;
-
-Plist plistFrom(const std::string& contents) {
-    plist_t root = nullptr;
-    plist_from_xml(contents.data(), static_cast<std::uint32_t>(contents.size()), &root);
-    require(root != nullptr, "libplist cannot read the store");
-    return Plist(root);
-}
-
-void savePlist(const Plist& root) {
-    char* text = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(root.get(), &text, &length);
-    require(text != nullptr && length > 0, "libplist cannot write the store");
-    replaceStore({text, length});
-    plist_to_xml_free(text);
-}
-
-/// The first node with `key`, in document order of the dictionaries.
-plist_t plistEntry(plist_t node, const std::string& key) {
-    if (plist_get_node_type(node) != PLIST_DICT) return nullptr;
-    if (plist_t found = plist_dict_get_item(node, key.c_str())) return found;
-    plist_t result = nullptr;
-    plist_dict_iter iterator = nullptr;
-    plist_dict_new_iter(node, &iterator);
-    for (plist_t child = nullptr; result == nullptr;) {
-        plist_dict_next_item(node, iterator, nullptr, &child);
-        if (child == nullptr) break;
-        result = plistEntry(child, key);
-    }
-    std::free(iterator);
-    return result;
-}
-
-void loadDocument(pugi::xml_document& document, const std::string& contents) {
-    require(document.load_buffer(contents.data(), contents.size(), pugi::parse_default | pugi::parse_doctype),
-            "pugixml cannot read the store");
-}
-
-void saveDocument(const pugi::xml_document& document) {
-    std::ostringstream stream;
-    document.save(stream, "\t");
-    replaceStore(stream.str());
-}
-
-pugi::xml_node documentEntry(const pugi::xml_document& document) {
-    return document.find_node([](const pugi::xml_node& node) {
-        return std::strcmp(node.name(), "key") == 0 && node.text().get() == changedName;
-    });
-}
-
-using Run = void (*)(benchmark::State&, const Size&);
-
-void loadOurs(benchmark::State& state, const Size& size) {
+void loadOurs(benchmark::State& state, const StoreSize& size) {
     for ([[maybe_unused]] auto _ : state) {
         const Store store;
         if (store.numberOfSubscriptions() != static_cast<MOXUInteger>(size.entries))
@@ -189,52 +35,67 @@ void loadOurs(benchmark::State& state, const Size& size) {
     }
 }
 
-void loadLibplist(benchmark::State& state, const Size&) {
-    for ([[maybe_unused]] auto _ : state)
-        plistFrom(contentsOf(storePath()));
+Run loadPeer(PeerLoader load) {
+    return [load](benchmark::State& state, const StoreSize&) {
+        for ([[maybe_unused]] auto _ : state)
+            benchmark::DoNotOptimize(load());
+    };
 }
 
-void loadPugixml(benchmark::State& state, const Size&) {
-    for ([[maybe_unused]] auto _ : state) {
-        pugi::xml_document document;
-        loadDocument(document, contentsOf(storePath()));
-    }
-}
-
-void loadFloor(benchmark::State& state, const Size&) {
+void readBytes(benchmark::State& state, const StoreSize&) {
     for ([[maybe_unused]] auto _ : state)
         benchmark::DoNotOptimize(contentsOf(storePath()));
 }
 
-void saveOurs(benchmark::State& state, const Size&) {
-    Store store;
-    for ([[maybe_unused]] auto _ : state)
-        store.saveSubscriptions();
+/// Calls `measured` in each iteration with a store of values that were never in a file.
+void withFreshStores(benchmark::State& state, const StoreSize& size,
+                     const std::function<void(Store&)>& measured) {
+    PreparedStore::isChanged();
+    for ([[maybe_unused]] auto _ : state) {
+        state.PauseTiming();
+        ::unlink(storePath().c_str());
+        auto store = std::make_unique<Store>();
+        store->fill(size);
+        state.ResumeTiming();
+        measured(*store);
+        state.PauseTiming();
+        store.reset();
+        state.ResumeTiming();
+    }
 }
 
-void saveLibplist(benchmark::State& state, const Size&) {
-    const Plist root = plistFrom(contentsOf(storePath()));
-    for ([[maybe_unused]] auto _ : state)
-        savePlist(root);
+void serialise(const Store& store) {
+    const auto bytes = storedFormOfPropertyList(store.tree());
+    require(bytes && !bytes->empty(), "the store cannot be written");
 }
 
-void savePugixml(benchmark::State& state, const Size&) {
-    pugi::xml_document document;
-    loadDocument(document, contentsOf(storePath()));
-    for ([[maybe_unused]] auto _ : state)
-        saveDocument(document);
+void serialiseFresh(benchmark::State& state, const StoreSize& size) {
+    withFreshStores(state, size, serialise);
 }
 
-void saveFloor(benchmark::State& state, const Size&) {
-    const std::string contents = contentsOf(storePath());
+void serialiseLoaded(benchmark::State& state, const StoreSize&) {
+    const Store store;
     for ([[maybe_unused]] auto _ : state)
-        replaceStore(contents);
+        serialise(store);
+}
+
+Run serialisePeer(PeerLoader load) {
+    return [load](benchmark::State& state, const StoreSize&) {
+        const std::unique_ptr<Peer> peer = load();
+        for ([[maybe_unused]] auto _ : state)
+            peer->serialise([](std::string_view text) { benchmark::DoNotOptimize(text); });
+    };
+}
+
+void saveFresh(benchmark::State& state, const StoreSize& size) {
+    withFreshStores(state, size, [](Store& store) { store.saveSubscriptions(); });
 }
 
 /// Moves one entry to another name and back; each move saves once.
-void changeOurs(benchmark::State& state, const Size&) {
+void changeOurs(benchmark::State& state, const StoreSize& size) {
+    PreparedStore::isChanged();
     Store store;
-    std::string name = store.appsFolderPath() + "/" + std::string(changedName);
+    std::string name = size.folder() + "/" + entryName(0);
     std::string otherName = name + " moved";
     for ([[maybe_unused]] auto _ : state) {
         if (!store.moveSubscriptionFrom(name, otherName)) state.SkipWithError("the move failed");
@@ -242,80 +103,174 @@ void changeOurs(benchmark::State& state, const Size&) {
     }
 }
 
-void changeLibplist(benchmark::State& state, const Size&) {
-    const Plist root = plistFrom(contentsOf(storePath()));
-    int round = 0;
+Run changePeer(PeerLoader load) {
+    return [load](benchmark::State& state, const StoreSize&) {
+        const std::unique_ptr<Peer> peer = load();
+        int round = 0;
+        for ([[maybe_unused]] auto _ : state) {
+            peer->change(entryName(0), std::to_string(++round));
+            peer->serialise([](std::string_view text) { replaceFile(otherPath(), text); });
+        }
+    };
+}
+
+void removeOurs(benchmark::State& state, const StoreSize& size) {
+    PreparedStore::isChanged();
+    Store store;
+    std::int64_t number = 0;
     for ([[maybe_unused]] auto _ : state) {
-        plist_t entry = plistEntry(root.get(), std::string(changedName));
-        require(entry != nullptr, "libplist does not find the entry");
-        plist_dict_set_item(entry, "Description", plist_new_string(std::to_string(++round).c_str()));
-        savePlist(root);
+        if (!store.removeSubscriptionAtPath(size.folder() + "/" + entryName(number++)))
+            state.SkipWithError("the removal failed");
     }
 }
 
-void changePugixml(benchmark::State& state, const Size&) {
-    pugi::xml_document document;
-    loadDocument(document, contentsOf(storePath()));
-    int round = 0;
+/// Nothing less than writing the same bytes can change a file that is always written whole.
+void writeBytes(benchmark::State& state, const StoreSize&) {
+    const std::string contents = contentsOf(storePath());
+    for ([[maybe_unused]] auto _ : state)
+        replaceFile(otherPath(), contents);
+}
+
+void listOurs(benchmark::State& state, const StoreSize& size) {
+    Store store;
     for ([[maybe_unused]] auto _ : state) {
-        pugi::xml_node entry = documentEntry(document).next_sibling("dict");
-        require(static_cast<bool>(entry), "pugixml does not find the entry");
-        entry.child("string").text().set(++round);
-        saveDocument(document);
+        std::int64_t records = 0;
+        for (const std::string& path : store.subscriptionPathsInFolder("/", true))
+            records += store.subscriptionAtPath(path) != nullptr ? 1 : 0;
+        if (records != size.entries) state.SkipWithError("wrong number of records");
     }
 }
+
+// Bytes
+
+/// A "measurement" of what `measured` returns.
+Run bytes(std::function<std::int64_t(const StoreSize&)> measured) {
+    return [measured = std::move(measured)](benchmark::State& state, const StoreSize& size) {
+        for ([[maybe_unused]] auto _ : state)
+            state.counters["megabytes"] = static_cast<double>(measured(size)) / 1e6;
+    };
+}
+
+Run peakOf(const char* subject) {
+    return bytes([subject](const StoreSize&) { return memoryOfLoading(subject).peak; });
+}
+
+Run residentOf(const char* subject) {
+    return bytes([subject](const StoreSize&) { return memoryOfLoading(subject).resident; });
+}
+
+std::int64_t fileBytes(const StoreSize& size) {
+    return static_cast<std::int64_t>(PreparedStore::ofSize(size).size());
+}
+
+std::int64_t fileBytesWithBrokenLines(const StoreSize& size) {
+    return fileBytes(size) + bytesOfBrokenLines(Store().tree());
+}
+
+std::int64_t valueBytes(const StoreSize&) {
+    return bytesOfValues(Store().tree());
+}
+
+// All of it
 
 struct Subject {
     const char* operation;
     const char* name;
     Run run;
+    /// Whether its time is not the processor's alone.
+    bool waitsForDisk = false;
 };
 
-/// Nothing less than writing the same bytes can change a file that is always written whole.
-constexpr Subject subjects[] = {
-    {"load", "ours", loadOurs},           {"load", "libplist", loadLibplist},
-    {"load", "pugixml", loadPugixml},     {"load", "floor", loadFloor},
-    {"save", "ours", saveOurs},           {"save", "libplist", saveLibplist},
-    {"save", "pugixml", savePugixml},     {"save", "floor", saveFloor},
-    {"change", "ours", changeOurs},       {"change", "libplist", changeLibplist},
-    {"change", "pugixml", changePugixml}, {"change", "floor", saveFloor},
-};
-
-/// How often each is measured; the subjects take turns. Whoever needs most time is measured least.
-int rounds(const Size& size) {
-    const std::int64_t megabytes = size.entries * (size.iconBytes + 500) / 1'000'000;
-    return megabytes > 200 ? 1 : megabytes > 20 ? 3 : 7;
+const std::vector<Subject>& timedSubjects() {
+    static const std::vector<Subject> subjects = {
+        {"load", "ours", loadOurs},
+        {"load", "libplist", loadPeer(loadWithLibplist)},
+        {"load", "pugixml", loadPeer(loadWithPugixml)},
+        {"load", "floor", readBytes},
+        {"serialise fresh values", "ours", serialiseFresh},
+        {"serialise fresh values", "libplist", serialisePeer(loadWithLibplist)},
+        {"serialise fresh values", "pugixml", serialisePeer(loadWithPugixml)},
+        {"serialise what was loaded", "ours", serialiseLoaded},
+        {"serialise what was loaded", "libplist", serialisePeer(loadWithLibplist)},
+        {"serialise what was loaded", "pugixml", serialisePeer(loadWithPugixml)},
+        {"first save", "ours", saveFresh, true},
+        {"first save", "floor", writeBytes, true},
+        {"change", "ours", changeOurs, true},
+        {"change", "libplist", changePeer(loadWithLibplist), true},
+        {"change", "pugixml", changePeer(loadWithPugixml), true},
+        {"change", "floor", writeBytes, true},
+        {"remove", "ours", removeOurs, true},
+        {"remove", "floor", writeBytes, true},
+        {"list", "ours", listOurs},
+    };
+    return subjects;
 }
 
-void registerAll() {
-    for (const std::int64_t entries : {100, 1'000, 10'000}) {
-        for (const std::int64_t iconBytes : {0, 4 * 1024, 64 * 1024}) {
-            const Size size = {entries, iconBytes};
-            for (int round = 0; round < rounds(size); ++round) {
-                for (const Subject& subject : subjects) {
-                    const std::string name = std::string(subject.operation) + "/" + subject.name + "/" +
-                                             std::to_string(entries) + "/" + std::to_string(iconBytes / 1024);
-                    const std::int64_t iterations =
-                        std::clamp<std::int64_t>(10'000'000 / (entries * (iconBytes + 500)), 1, 10);
-                    const auto run = [subject, size](benchmark::State& state) {
-                        const std::string& contents = prepareStore(size);
-                        state.counters["bytes"] = static_cast<double>(contents.size());
-                        subject.run(state, size);
-                    };
-                    benchmark::RegisterBenchmark(name.c_str(), run)
-                        ->Iterations(iterations)
-                        ->UseRealTime()
-                        ->Unit(benchmark::kMillisecond);
-                }
-            }
-        }
+const std::vector<Subject>& weighedSubjects() {
+    static const std::vector<Subject> subjects = {
+        {"file", "ours", bytes(fileBytes)},
+        {"file", "broken lines", bytes(fileBytesWithBrokenLines)},
+        {"memory while loading", "ours", peakOf("ours")},
+        {"memory while loading", "libplist", peakOf("libplist")},
+        {"memory while loading", "pugixml", peakOf("pugixml")},
+        {"memory while loading", "file", bytes(fileBytes)},
+        {"memory after loading", "ours", residentOf("ours")},
+        {"memory after loading", "libplist", residentOf("libplist")},
+        {"memory after loading", "pugixml", residentOf("pugixml")},
+        {"memory after loading", "values", bytes(valueBytes)},
+    };
+    return subjects;
+}
+
+void add(const Subject& subject, const StoreSize& size, std::int64_t iterations) {
+    const std::string name = std::string(subject.operation) + "/" + subject.name + "/" +
+                             std::to_string(size.entries) + "/" + std::to_string(size.iconBytes / 1024) +
+                             "/" + std::to_string(size.levels);
+    const auto run = [subject, size](benchmark::State& state) {
+        state.counters["bytes"] = static_cast<double>(PreparedStore::ofSize(size).size());
+        subject.run(state, size);
+    };
+    auto* added = benchmark::RegisterBenchmark(name.c_str(), run)
+                      ->Iterations(iterations)
+                      ->Unit(benchmark::kMillisecond);
+    if (subject.waitsForDisk) added->UseRealTime();
+}
+
+/// The subjects take turns. Whoever needs most time is measured least.
+void add(const StoreSize& size) {
+    const std::int64_t megabytes = size.approximateBytes() / 1'000'000;
+    const int rounds = megabytes > 200 ? 1 : megabytes > 20 ? 3 : 7;
+    for (int round = 0; round < rounds; ++round) {
+        for (const Subject& subject : timedSubjects())
+            add(subject, size, std::clamp<std::int64_t>(10 / std::max<std::int64_t>(megabytes, 1), 1, 10));
+    }
+    // Below this the pages of the program itself, which come in as it runs, would count.
+    if (megabytes < 5) return;
+    for (int round = 0; round < std::min(rounds, 3); ++round) {
+        for (const Subject& subject : weighedSubjects())
+            add(subject, size, 1);
     }
 }
 
+void addAll() {
+    constexpr std::int64_t kibibytes = 1'024;
+    for (const std::int64_t entries : {100, 1'000, 10'000, 100'000}) {
+        for (const std::int64_t iconBytes : {0 * kibibytes, 4 * kibibytes, 64 * kibibytes}) {
+            const StoreSize size = {entries, iconBytes, 0};
+            if (size.approximateBytes() < 2'000'000'000) add(size);
+        }
+    }
+    add({1, 0, 5'000});
+}
+
 } // namespace
-} // namespace mox
+} // namespace mox::bench
 
 int main(int argc, char** argv) {
+    if (argc == 3 && argv[1] == mox::bench::loadingArgument) {
+        mox::bench::loadAndPrintMemory(argv[2]);
+        return 0;
+    }
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     // A home that is in use has a store, and it would be written over.
@@ -324,7 +279,8 @@ int main(int argc, char** argv) {
         std::fputs("HOME has to be a new folder, as script/bench makes one\n", stderr);
         return 2;
     }
-    benchmark::AddCustomContext("columns", "entries,icon (KiB)");
-    mox::registerAll();
+    benchmark::AddCustomContext("columns", "entries,icon (KiB),levels");
+    benchmark::AddCustomContext("growth", "entries,1000");
+    mox::bench::addAll();
     return benchmark::RunSpecifiedBenchmarks() == 0 ? 1 : 0;
 }
