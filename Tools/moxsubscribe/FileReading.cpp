@@ -26,10 +26,18 @@ private:
     int _number;
 };
 
+int openForReading(const std::string& path) {
+    for (;;) {
+        // A pipe may let it wait, so that a signal comes in between.
+        const int number = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (number >= 0 || errno != EINTR) return number;
+    }
+}
+
 } // namespace
 
 std::string bytesOfFile(const std::string& path, std::size_t maximumLength) {
-    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Descriptor file(openForReading(path));
     if (file.number() < 0) throw Failure(Error::posix(errno), path);
     std::string bytes;
     std::array<char, 65536> buffer;
