@@ -46,7 +46,7 @@ ERRORS = {
     "writev": ["ENOSPC", "EIO", "EINTR"],
     "pwrite64": ["ENOSPC", "EIO", "EINTR"],
     "ftruncate": ["EIO", "EINTR"],
-    "copy_file_range": ["ENOSPC", "EIO", "EINTR"],
+    "copy_file_range": ["ENOSPC", "EIO", "EDQUOT", "EINTR", "EXDEV", "ENOSYS"],
     "fsync": ["EIO", "EIO+", "ENOSPC", "EDQUOT", "EINTR"],
     "fdatasync": ["EIO", "ENOSPC", "EINTR"],
     "syncfs": ["EIO"],
@@ -75,8 +75,9 @@ ERRORS = {
     "clone3": ["EAGAIN"],
 }
 
-# Interrupted ones are repeated, so that nobody notices.
-REPEATED = ("openat", "read", "write", "fsync", "close")
+# Of these nobody notices anything: what was interrupted is repeated, what there is not has something in its place.
+HARMLESS = {(call, "EINTR") for call in ("openat", "read", "write", "fsync", "close", "copy_file_range")} | {
+    ("copy_file_range", "EXDEV"), ("copy_file_range", "ENOSYS"), ("renameat2", "EINVAL"), ("short write", "short")}
 
 # Calls that change nothing on the disk.
 READING = ("openat", "read", "pread64", "readlink", "readlinkat", "getdents64", "newfstatat", "fstat", "statx", "access",
@@ -93,7 +94,7 @@ def faults_of(bench):
     writes = 0
     for kind, number in bench.calls():
         call = kind.split(" ")[0]
-        writes += call == "write"
+        writes += call in ("write", "copy_file_range")
         for error in ["KILL", *ERRORS[kind]] if kind in ERRORS else []:
             yield Fault(call, number, error)
     # Number 0 is all of them.
@@ -112,7 +113,7 @@ def examine(bench, fault):
     message = errors.decode(errors="replace")[-300:]
     is_killed = status == -9 and fault.kind == "KILL"
     is_persistent = fault.kind.endswith("+")
-    is_harmless = fault.kind == "short" or (fault.kind == "EINTR" and fault.call in REPEATED)
+    is_harmless = (fault.call, fault.kind) in HARMLESS
     ending = "killed" if is_killed else "done" if status == 0 else "failed"
     faulty = "" if fault.kind == "KILL" or is_harmless else "reading" if fault.call in READING else "writing"
     if status is None:
@@ -238,8 +239,8 @@ def main():
         return SKIPPED
     can_mount = enter_mounts_of_its_own()
     started = time.monotonic()
-    client = os.path.abspath(options.client)
     with scratch.folder() as root:
+        client = scratch.client_in(root, options.client)
         library = os.path.join(root, "short_write.so")
         source = os.path.join(os.path.dirname(os.path.abspath(__file__)), "short_write.c")
         subprocess.run(["cc", "-shared", "-fPIC", "-O2", "-Wall", "-Werror", "-o", library, source, "-ldl"], check=True)

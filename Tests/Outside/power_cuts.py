@@ -33,7 +33,7 @@ from scenarios import SCENARIOS
 
 NAMES = ("dictionary: subscribe", "dictionary: import", "bundle: upgrade of one", "bundle: upgrade of all, used Trash")
 CHANGING = {"openat of a new file", "write", "fsync", "fdatasync", "syncfs", "fchmod", "rename", "renameat", "renameat2",
-            "mkdir", "mkdirat", "unlink", "unlinkat", "symlinkat", "linkat", "ftruncate", "close"}
+            "mkdir", "mkdirat", "copy_file_range", "unlink", "unlinkat", "symlinkat", "linkat", "ftruncate", "close"}
 CUTS_OF_A_CONTROL = 20
 
 SHUTDOWN = 0x8004587D  # EXT4_IOC_SHUTDOWN
@@ -182,6 +182,7 @@ CONTROLS = {"dictionary: subscribe": save_carelessly, "bundle: upgrade of one": 
 class Cutter:
     def __init__(self, client, folder):
         self.disk = Disk(folder)
+        client = scratch.client_in(self.disk.place, client)
         self.benches = {}
         for scenario in SCENARIOS:
             if scenario.name in NAMES:
@@ -283,7 +284,7 @@ def main():
             print(f"skipped: no ext4 file system in a file here: {error} {getattr(error, 'stderr', b'') or b''}")
             return SKIPPED
         os.rmdir(disk.place)
-        cutter = Cutter(os.path.abspath(options.client), folder)
+        cutter = Cutter(options.client, folder)
         chance = random.Random(1)
         cuts = list(cutter.cuts(options.cuts))
         chance.shuffle(cuts)

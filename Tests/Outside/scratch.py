@@ -90,6 +90,15 @@ def restore(root, wanted, present):
             os.chmod(here, entry[1])
 
 
+def client_in(folder, client):
+    """The path of a copy of an installed client, in a folder: on the file system of the machines, where the system
+    copies files by itself."""
+    prefix = os.path.dirname(os.path.dirname(os.path.abspath(client)))
+    for part in ("bin", "lib", "libexec", "share"):
+        shutil.copytree(os.path.join(prefix, part), os.path.join(folder, "prefix", part), symlinks=True)
+    return os.path.join(folder, "prefix/bin", os.path.basename(client))
+
+
 def write(path, content=b"", mode=0o644):
     os.makedirs(os.path.dirname(path), exist_ok=True)
     with open(path, "wb") as file:

@@ -1,5 +1,5 @@
-/* Preloaded into the client: shortens writes the way a full pipe or a signal does. What is told to be written has
- * been written. SHORT_WRITE_AT is the number of the write to shorten, counted from 1, or 0 for every one;
+/* Preloaded into the client: shortens writes, and copies by the system, the way a full pipe or a signal does. What is
+ * told to be written has been written. SHORT_WRITE_AT is the number of the write to shorten, counted from 1, or 0 for every one;
  * SHORT_WRITE_LOG a file that gets a line for each. */
 #define _GNU_SOURCE
 #include <dlfcn.h>
@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 typedef ssize_t write_function(int, const void *, size_t);
+typedef ssize_t copy_function(int, off64_t *, int, off64_t *, size_t, unsigned);
 
 static int is_short(size_t length) {
     static long count;
@@ -23,9 +24,18 @@ static int is_short(size_t length) {
     return is_logged;
 }
 
+/* How much of a length is written. */
+static size_t shortened(size_t length) {
+    if (!is_short(length)) return length;
+    return atol(getenv("SHORT_WRITE_AT")) == 0 && length > 7 ? 7 : length / 2;
+}
+
 ssize_t write(int file, const void *content, size_t length) {
     write_function *const next = (write_function *)dlsym(RTLD_NEXT, "write");
-    if (!is_short(length)) return next(file, content, length);
-    const char *at = getenv("SHORT_WRITE_AT");
-    return next(file, content, atol(at) == 0 && length > 7 ? 7 : length / 2);
+    return next(file, content, shortened(length));
+}
+
+ssize_t copy_file_range(int from, off64_t *from_offset, int to, off64_t *to_offset, size_t length, unsigned flags) {
+    copy_function *const next = (copy_function *)dlsym(RTLD_NEXT, "copy_file_range");
+    return next(from, from_offset, to, to_offset, length < 1 << 24 ? shortened(length) : length, flags);
 }
