@@ -63,24 +63,25 @@ class Bench:
         return states
 
     def run(self, fault):
-        """Runs the command with one fault: "KILL", "short", or the name of an error, with a "+" behind it for this
-        call and all later ones of its kind. Whether the fault happened, and the result."""
+        """Runs the command with one fault: "KILL", "TERM", "short", or the name of an error, with a "+" behind it for
+        this call and all later ones of its kind. Whether the fault happened, and the result."""
         if os.path.exists(self.log):
             os.unlink(self.log)
         if fault.kind == "short":
             result = self.machine.run(self.scenario.command, environment={
                 "LD_PRELOAD": self.library, "SHORT_WRITE_AT": str(fault.number), "SHORT_WRITE_LOG": self.log})
             return os.path.exists(self.log), result
-        effect = "signal=KILL" if fault.kind == "KILL" else "error=" + fault.kind.rstrip("+")
+        is_signal = fault.kind in ("KILL", "TERM")
+        effect = "signal=" + fault.kind if is_signal else "error=" + fault.kind.rstrip("+")
         when = f"{fault.number}+" if fault.kind.endswith("+") else str(fault.number)
         # The filter makes runs quicker, but takes away the stop at which a signal is sent.
-        quick = [] if fault.kind == "KILL" else ["--seccomp-bpf"]
+        quick = [] if is_signal else ["--seccomp-bpf"]
         result = self.machine.run(self.scenario.command, prefix=[
             STRACE, "-f", "-q", *quick, "-o", self.log, "-e", "trace=" + fault.call,
             "-e", f"inject={fault.call}:{effect}:when={when}"])
         with open(self.log, errors="replace") as log:
             text = log.read()
-        return "(INJECTED)" in text or "killed by SIGKILL" in text, result
+        return "(INJECTED)" in text or "killed by SIGKILL" in text or "--- SIGTERM" in text, result
 
     def calls(self):
         """The calls of the undisturbed command, as kind and number, from the loader's last one on."""

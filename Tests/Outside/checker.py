@@ -271,6 +271,11 @@ class Judge:
                 for path, entry in here.items()
                 if entry not in (new.get(path), (old or {}).get(path), *(t.get(path) for t in self.templates))]
 
+    def has_whole_stubs(self, seen):
+        """Whether each stub is complete, old or new, or gone."""
+        kept, _ = split_leftovers(seen)
+        return all(below(kept, stub) in (None, self.old[stub], self.new[stub]) for stub in self.stubs)
+
     def is_tolerable(self, here, old, new, faulty):
         """Whether a stub differs from the new one at most in what could not be stored or read, which is no failure:
         an icon, texts, and the types of documents."""

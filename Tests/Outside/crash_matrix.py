@@ -4,8 +4,8 @@
     crash_matrix.py CLIENT [--time SECONDS | --runs NUMBER] [--only TEXT] [--workers 2]
 
 Each run starts from the same files. The undisturbed command tells which calls there are; strace then kills the
-program at the n-th call of a kind, or lets that call fail. The checker judges what is on the disk; the client has to
-list exactly what is there; the same command has to work again. Without --time or --runs every case is run, with them
+program at the n-th call of a kind, asks it to end there, or lets that call fail. The checker judges what is on the
+disk; the client has to list exactly what is there; the same command has to work again. Without --time or --runs every case is run, with them
 a sample that is spread evenly over all. The order is the same each time. Exit status 0 when no run was bad, 77 when
 nothing can be tried here.
 """
@@ -26,7 +26,8 @@ import scratch
 from bench import SKIPPED, Bench, Fault, enter_mounts_of_its_own, why_not
 from scenarios import SCENARIOS
 
-# What each call is made to fail with. Every one of them is also killed. "+" stands for this call and all later ones
+# What each call is made to fail with. At every one of them the client is also killed, and at those that change something
+# asked to end. "+" stands for this call and all later ones
 # of its kind, the way a full disk stays full.
 ERRORS = {
     "openat": ["EMFILE", "EACCES", "EIO", "EINTR"],
@@ -83,6 +84,9 @@ HARMLESS = {(call, "EINTR") for call in ("openat", "read", "write", "fsync", "cl
 READING = ("openat", "read", "pread64", "readlink", "readlinkat", "getdents64", "newfstatat", "fstat", "statx", "access",
            "faccessat", "faccessat2", "close")
 
+# Commands that finish what they are at when they are asked to end.
+FINISHING = ("subscribe", "remove", "move", "import", "upgrade", "remove-all")
+
 # Calls by which a left-over is found and removed: when one of them fails, it may stay.
 CLEANING = ("unlink", "unlinkat", "rmdir", "openat", "getdents64", "newfstatat", "statx")
 
@@ -95,8 +99,9 @@ def faults_of(bench):
     for kind, number in bench.calls():
         call = kind.split(" ")[0]
         writes += call in ("write", "copy_file_range")
-        for error in ["KILL", *ERRORS[kind]] if kind in ERRORS else []:
-            yield Fault(call, number, error)
+        if kind in ERRORS:
+            for error in ["KILL", *ERRORS[kind], *(["TERM"] if kind not in READING else [])]:
+                yield Fault(call, number, error)
     # Number 0 is all of them.
     for number in range(writes + 1):
         yield Fault("short write", number, "short")
@@ -111,11 +116,11 @@ def examine(bench, fault):
         return False, [], 0
     complaints = []
     message = errors.decode(errors="replace")[-300:]
-    is_killed = status == -9 and fault.kind == "KILL"
+    is_killed = (status, fault.kind) in ((-9, "KILL"), (-15, "TERM"))
     is_persistent = fault.kind.endswith("+")
     is_harmless = (fault.call, fault.kind) in HARMLESS
     ending = "killed" if is_killed else "done" if status == 0 else "failed"
-    faulty = "" if fault.kind == "KILL" or is_harmless else "reading" if fault.call in READING else "writing"
+    faulty = "" if fault.kind in ("KILL", "TERM") or is_harmless else "reading" if fault.call in READING else "writing"
     if status is None:
         complaints.append("hangs")
     elif status == 2 and bench.scenario.tolerant and faulty == "reading":
@@ -127,9 +132,20 @@ def examine(bench, fault):
         complaints.append("fails without a message")
     found, leftovers = bench.judge.judge(seen, ending, faulty, is_persistent)
     complaints += found
-    if is_harmless and (ending != "done" or bench.judge.core(seen) != bench.judge.core_after):
+    # What is printed goes through the standard library, which does not repeat. Then everything is done but told.
+    is_told = "standard output: cannot be written" not in message
+    if is_harmless and ((ending != "done" and is_told) or bench.judge.core(seen) != bench.judge.core_after):
         complaints.append(f"is not as without the fault: {ending}, {message}")
-    if leftovers and not is_killed and fault.call not in CLEANING and not is_persistent:
+    if faulty == "reading":
+        # An entry that cannot be read is not known to be ours, and stays.
+        leftovers = {path for path in leftovers if not path.startswith(checker.DESKTOP)}
+    if fault.kind == "TERM" and bench.scenario.command[2] in FINISHING:
+        may_leave = False
+        if not bench.judge.has_whole_stubs(seen):
+            complaints.append("leaves a stub that it was at")
+    else:
+        may_leave = is_killed or fault.call in CLEANING or is_persistent
+    if leftovers and not may_leave:
         complaints.append(f"leaves {sorted(leftovers)}")
     if status is not None:
         complaints += complaints_about_next_run(bench, seen)
@@ -171,9 +187,13 @@ def complaints_about_next_run(bench, seen):
     return complaints
 
 
-def work(benches, cases, deadline, results):
-    signal.signal(signal.SIGTERM, signal.SIG_DFL)  # The folder is the parent's to remove.
+def work(benches, cases, deadline, results, is_interrupted):
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, signal.SIG_IGN)  # The parent tells.
     for case in cases:
+        if is_interrupted.is_set():
+            results.cancel_join_thread()
+            return
         if deadline is not None and time.monotonic() > deadline:
             break
         try:
@@ -197,7 +217,8 @@ def shares_of(cases, workers):
 
 def run_all(benches, cases, workers, deadline):
     results = multiprocessing.Queue()
-    processes = [multiprocessing.Process(target=work, daemon=True, args=(benches, share, deadline, results))
+    is_interrupted = multiprocessing.Event()
+    processes = [multiprocessing.Process(target=work, args=(benches, share, deadline, results, is_interrupted))
                  for share in shares_of(cases, workers)]
     for process in processes:
         process.start()
@@ -211,8 +232,8 @@ def run_all(benches, cases, workers, deadline):
                 yield result
     finally:
         # When this one is interrupted, nobody may go on writing to what is then removed.
+        is_interrupted.set()
         for process in processes:
-            process.terminate()
             process.join()
 
 
@@ -280,7 +301,7 @@ def report(results, planned, started):
                 for complaint in complaints:
                     print(f"    {complaint}", flush=True)
                 shown += 1
-    faults = ["KILL", "short", *sorted({fault for _, fault in runs} - {"KILL", "short"})]
+    faults = ["KILL", "TERM", "short", *sorted({fault for _, fault in runs} - {"KILL", "TERM", "short"})]
     rows = [["runs, by command and fault", *faults, "all", "bad"]]
     for index, scenario in enumerate(SCENARIOS):
         here = [runs[index, fault] for fault in faults]
