@@ -14,7 +14,7 @@ namespace mox::launcher {
 namespace {
 
 bool isProgram(const std::string& path) {
-    struct ::stat status;
+    struct ::stat status = {};
     return ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) && ::access(path.c_str(), X_OK) == 0;
 }
 
@@ -50,7 +50,7 @@ void becomeProgram(const std::string& path, const std::vector<std::string>& argu
 }
 
 void runSilently(const std::string& path, const std::vector<std::string>& arguments) {
-    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_t actions{};
     if (posix_spawn_file_actions_init(&actions) != 0) return;
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDWR, 0);
     posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, STDOUT_FILENO);

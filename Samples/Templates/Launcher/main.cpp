@@ -12,7 +12,7 @@ using namespace mox::launcher;
 /// Tells why nothing happens where the user looks: nobody reads the standard error of a program that was
 /// started from a menu. What the server chose goes to the desktop alone, where it cannot steer a terminal.
 void tell(const std::string& reason) {
-    std::fprintf(stderr, "launcher: %s\n", reason.c_str());
+    static_cast<void>(std::fprintf(stderr, "launcher: %s\n", reason.c_str()));
     if (::isatty(STDERR_FILENO)) return;
     if (const auto notifier = pathOfProgram("notify-send"))
         runSilently(*notifier, {"--", bundleName(), reason});
@@ -28,7 +28,7 @@ int main(int argumentCount, char** arguments) {
         tell(refusal.reason);
         return static_cast<int>(refusal.status);
     } catch (const std::exception& exception) {
-        std::fprintf(stderr, "launcher: %s\n", exception.what());
+        static_cast<void>(std::fprintf(stderr, "launcher: %s\n", exception.what()));
         return static_cast<int>(Status::NotStarted);
     }
 }

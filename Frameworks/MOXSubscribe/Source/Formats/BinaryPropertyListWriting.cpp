@@ -83,6 +83,7 @@ void BinaryWriter::refer(const PropertyList& value, std::size_t depth) {
 
 bool BinaryWriter::numberObjects(const PropertyList& root) {
     _objects.push_back({&root, 1});
+    // NOLINTNEXTLINE(modernize-loop-convert): what is met is added while the loop runs.
     for (std::size_t index = 0; index < _objects.size(); ++index) {
         const auto [content, depth] = _objects[index];
         const auto* const* value = std::get_if<const PropertyList*>(&content);

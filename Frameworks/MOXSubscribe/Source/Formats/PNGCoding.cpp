@@ -4,6 +4,7 @@
 #include <png.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <csetjmp>
 #include <cstdlib>
@@ -82,13 +83,14 @@ private:
     }
 
     bool readHeader() {
+        // NOLINTNEXTLINE(cert-err52-cpp): how libpng fails; what it jumps over has no destructors.
         if (setjmp(png_jmpbuf(_png)) != 0) return false;
         png_set_read_fn(_png, this, readBytes);
         png_set_user_limits(_png, maximumImageSide, maximumImageSide);
         // Only the pixels and the resolution count: what is not parsed cannot do harm.
         png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
-        png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_AS_DEFAULT,
-                                    reinterpret_cast<png_const_bytep>("pHYs"), 1);
+        constexpr std::array<png_byte, 5> resolution = {'p', 'H', 'Y', 's', 0};
+        png_set_keep_unknown_chunks(_png, PNG_HANDLE_CHUNK_AS_DEFAULT, resolution.data(), 1);
         png_read_info(_png, _info);
         return true;
     }
@@ -105,6 +107,7 @@ private:
     }
 
     bool readPixels() {
+        // NOLINTNEXTLINE(cert-err52-cpp): how libpng fails; what it jumps over has no destructors.
         if (setjmp(png_jmpbuf(_png)) != 0) return false;
         png_set_expand(_png);
         png_set_scale_16(_png);

@@ -64,7 +64,7 @@ bool equalsLowerCase(std::string_view text, std::string_view word) {
 /// What the process's locale puts between a number's whole part and its fraction: the C library's functions
 /// read and write that, and the locale belongs to the program that loaded us.
 std::string decimalPoint() {
-    std::array<char, 16> buffer;
+    std::array<char, 16> buffer{};
     const int length = std::snprintf(buffer.data(), buffer.size(), "%.1f", 1.5);
     return std::string(buffer.data() + 1, static_cast<std::size_t>(length) - 2);
 }
@@ -166,12 +166,13 @@ std::optional<PropertyList::Date> dateFromText(std::string_view text) {
     }
     const std::int64_t days = daysSince1970(year, month, day);
     if (dayFromDaysSince1970(days).day != day) return std::nullopt;
-    const std::int64_t seconds = (days - daysTo2001) * secondsOfDay + hour * 3600 + minute * 60 + second;
+    const std::int64_t seconds =
+        (days - daysTo2001) * secondsOfDay + std::int64_t{hour} * 3600 + std::int64_t{minute} * 60 + second;
     return PropertyList::Date{static_cast<double>(seconds)};
 }
 
 void appendInteger(std::string& text, const PropertyList& integer) {
-    std::array<char, 24> buffer;
+    std::array<char, 24> buffer{};
     const auto negative = integer.integer();
     const auto outcome =
         negative ? std::to_chars(buffer.data(), buffer.data() + buffer.size(), *negative)
@@ -187,7 +188,7 @@ void appendReal(std::string& text, double value) {
     } else if (value == 0) {
         text += "0.0";
     } else {
-        std::array<char, 48> buffer;
+        std::array<char, 48> buffer{};
         const int length = std::snprintf(buffer.data(), buffer.size(), "%.17g", value);
         std::string number(buffer.data(), static_cast<std::size_t>(length));
         constexpr std::string_view own = "0123456789+-e";
@@ -207,7 +208,7 @@ bool appendDate(std::string& text, PropertyList::Date date) {
     const std::int64_t days = (seconds >= 0 ? seconds : seconds - (secondsOfDay - 1)) / secondsOfDay;
     const auto rest = static_cast<unsigned>(seconds - days * secondsOfDay);
     const Day day = dayFromDaysSince1970(days);
-    std::array<char, 64> buffer;
+    std::array<char, 64> buffer{};
     const int length =
         std::snprintf(buffer.data(), buffer.size(), "%04d-%02u-%02uT%02u:%02u:%02uZ",
                       static_cast<int>(day.year), day.month, day.day, rest / 3600, rest / 60 % 60, rest % 60);

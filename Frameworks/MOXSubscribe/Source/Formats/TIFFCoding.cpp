@@ -75,6 +75,7 @@ int closeMemory(thandle_t) {
 
 int mapMemory(thandle_t handle, void** base, toff_t* size) {
     const ByteView bytes = memoryFile(handle).readable;
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): libtiff writes nothing into what it maps.
     *base = const_cast<char*>(bytes.data());
     *size = bytes.size();
     return 1;

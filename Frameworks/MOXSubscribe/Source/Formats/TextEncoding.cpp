@@ -187,6 +187,7 @@ public:
     }
 
     // The standard's own value for a failure is a pointer made of -1.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast,performance-no-int-to-ptr)
     bool isOpen() const { return _converter != reinterpret_cast<iconv_t>(std::intptr_t{-1}); }
     iconv_t get() const { return _converter; }
 
@@ -198,7 +199,8 @@ std::optional<std::string> convertedToUTF8(ByteView bytes, const std::string& en
     const Converter converter("UTF-8", encoding.c_str());
     if (!converter.isOpen()) return std::nullopt;
     std::string text;
-    std::array<char, 16 * 1024> buffer;
+    std::array<char, std::size_t{16} * 1024> buffer{};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the old interface, which writes nothing there.
     char* input = const_cast<char*>(bytes.data());
     std::size_t inputLeft = bytes.size();
     bool failed = false;

@@ -68,6 +68,7 @@ const PropertyList* PropertyList::Dictionary::find(std::string_view key) const n
 }
 
 PropertyList* PropertyList::Dictionary::find(std::string_view key) noexcept {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): takes away only what it has added.
     return const_cast<PropertyList*>(std::as_const(*this).find(key));
 }
 
@@ -209,6 +210,7 @@ const PropertyList& PropertyList::child(std::size_t index) const noexcept {
 }
 
 PropertyList& PropertyList::child(std::size_t index) noexcept {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): takes away only what it has added.
     return const_cast<PropertyList&>(std::as_const(*this).child(index));
 }
 

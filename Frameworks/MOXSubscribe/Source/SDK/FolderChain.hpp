@@ -31,9 +31,9 @@ public:
 
 private:
     struct Level {
-        std::size_t pathLength;
-        bool isLink;
-        bool isLookedUp;
+        std::size_t pathLength = 0;
+        bool isLink = false;
+        bool isLookedUp = false;
         std::optional<ItemIdentity> identity;
     };
 

@@ -100,6 +100,7 @@ public:
                        std::optional<Error>* error = nullptr) override;
 
 protected:
+    MOXFileSubscription() = default;
     using MOXSubscription::MOXSubscription;
 
     // Steps of the above.

@@ -88,7 +88,9 @@ void MOXFileSubscriptionManager::updateSubscriptionsAtPaths(const std::vector<st
                                                             const MOXUpdateIconBlock& iconBlock) {
     const LaunchRegistrationBatch batch(platform().launchRegistration);
     // By index and with a copy of the path, since a block may change the array.
+    // NOLINTNEXTLINE(modernize-loop-convert)
     for (std::size_t index = 0; index < paths.size(); ++index) {
+        // NOLINTNEXTLINE(performance-unnecessary-copy-initialization)
         const std::string path = paths[index];
         std::optional<Error> error;
         if (updateSubscriptionAtPath(path, storeNameBlock, iconBlock, &error) || !errorBlock) continue;

@@ -38,6 +38,7 @@ public:
                        std::optional<Error>* error = nullptr) override;
 
 protected:
+    MOXPlistSubscription() = default;
     using MOXSubscription::MOXSubscription;
 };
 

@@ -15,7 +15,10 @@ namespace {
 
 constexpr std::string_view sourceFile = "Frameworks/MOXSubscribe/Source/SDK/MOXSubscriptionManager";
 
+// The class's state.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 std::atomic<SubscriptionModel> chosenModel = SubscriptionModel::Dictionary;
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
 std::atomic<bool> modelWasChosen = false;
 
 void reportAbstract(const Platform& platform, const void* object, std::string_view operation, int line) {
@@ -62,6 +65,7 @@ std::shared_ptr<MOXSubscriptionManager> MOXSubscriptionManager::sharedManager() 
 }
 
 MOXSubscriptionManager::SharedState& MOXSubscriptionManager::sharedState() {
+    // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables)
     static SharedState& state = *new SharedState;
     return state;
 }

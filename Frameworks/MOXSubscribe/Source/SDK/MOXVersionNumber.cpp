@@ -3,6 +3,7 @@
 #include "Foundation/LenientNumbers.hpp"
 #include "Foundation/TextFormatting.hpp"
 
+#include <compare>
 #include <tuple>
 
 namespace mox {
@@ -74,8 +75,8 @@ std::string MOXVersionNumber::description() const {
 
 MOXInteger MOXVersionNumber::compare(const std::optional<MOXVersionNumber>& other) const {
     const auto order = parts(*this) <=> parts(other.value_or(MOXVersionNumber()));
-    if (order < 0) return -1;
-    return order > 0 ? 1 : 0;
+    if (std::is_lt(order)) return -1;
+    return std::is_gt(order) ? 1 : 0;
 }
 
 bool MOXVersionNumber::isEqualToVersion(const std::optional<MOXVersionNumber>& other) const {

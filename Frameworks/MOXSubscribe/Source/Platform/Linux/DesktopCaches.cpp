@@ -27,7 +27,7 @@ public:
         ::posix_spawn_file_actions_addopen(&_files, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
         ::posix_spawn_file_actions_adddup2(&_files, STDOUT_FILENO, STDERR_FILENO);
         ::posix_spawnattr_init(&_attributes);
-        sigset_t signals;
+        sigset_t signals{};
         ::sigemptyset(&signals);
         ::posix_spawnattr_setsigmask(&_attributes, &signals);
         ::sigfillset(&signals);
@@ -47,13 +47,14 @@ public:
     }
 
 private:
-    posix_spawn_file_actions_t _files;
-    posix_spawnattr_t _attributes;
+    posix_spawn_file_actions_t _files{};
+    posix_spawnattr_t _attributes{};
 };
 
 /// Runs a program, found by the environment's PATH, and waits for its end, however it ends.
 void run(std::vector<std::string> command) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command)
         arguments.push_back(argument.data());
     arguments.push_back(nullptr);

@@ -21,7 +21,7 @@ ErrorNumber look(SystemCalls& system, const Descriptor& directory, struct ::stat
 ErrorNumber DirectoryChain::enter(const char* path) {
     Descriptor directory(_system, descriptor(), path, directoryFlags);
     if (directory.openError() != 0) return directory.openError();
-    struct ::statx status;
+    struct ::statx status = {};
     if (const ErrorNumber error = look(_system, directory, status)) return error;
     const Identity identity = {status.stx_dev_major, status.stx_dev_minor, status.stx_ino};
     bool isMountPoint = (status.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
@@ -44,7 +44,7 @@ ErrorNumber DirectoryChain::leave() {
         if (parent.descriptor.number() < 0) {
             Descriptor directory(_system, descriptor(), "..", directoryFlags);
             if (directory.openError() != 0) return directory.openError();
-            struct ::statx status;
+            struct ::statx status = {};
             if (const ErrorNumber error = look(_system, directory, status)) return error;
             if (parent.identity != Identity{status.stx_dev_major, status.stx_dev_minor, status.stx_ino})
                 return ESTALE;

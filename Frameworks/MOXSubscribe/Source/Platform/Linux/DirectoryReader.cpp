@@ -18,6 +18,7 @@ const DirectoryReader::Entry* DirectoryReader::next() {
     for (;;) {
         if (_position == _length && !fill()) return nullptr;
         // The kernel packs entries of varying length, each aligned for the structure.
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
         const auto* entry = reinterpret_cast<const struct ::dirent64*>(_buffer.data() + _position);
         _position += entry->d_reclen;
         _entry = {entry->d_name, entry->d_type};

@@ -22,6 +22,7 @@ public:
     };
 
     /// Reads from where the directory's descriptor stands: the beginning, when it has just been opened.
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing the buffer would take longer.
     DirectoryReader(SystemCalls& system, int descriptor) : _system(system), _descriptor(descriptor) {}
     DirectoryReader(const DirectoryReader&) = delete;
     DirectoryReader& operator=(const DirectoryReader&) = delete;
@@ -41,7 +42,7 @@ private:
     Entry _entry = {};
     std::size_t _position = 0;
     std::size_t _length = 0;
-    alignas(std::max_align_t) std::array<char, 32 * 1024> _buffer;
+    alignas(std::max_align_t) std::array<char, std::size_t{32} * 1024> _buffer;
 };
 
 /// An entry that outlives the reading of its directory.

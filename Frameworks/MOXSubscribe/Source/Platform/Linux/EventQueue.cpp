@@ -31,6 +31,7 @@ bool EventQueue::drain(const Handler& handler) {
         const auto size = static_cast<std::size_t>(length);
         for (std::size_t offset = 0; offset < size;) {
             // The kernel pads each event so that the next one is aligned.
+            // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast)
             const auto& event = *reinterpret_cast<const struct inotify_event*>(_buffer.data() + offset);
             handler(event, event.len > 0 ? std::string_view(event.name) : std::string_view());
             offset += sizeof event + event.len;

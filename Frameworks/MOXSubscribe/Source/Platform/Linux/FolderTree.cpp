@@ -13,7 +13,7 @@
 namespace mox {
 
 struct FolderTree::Node {
-    Node* parent;
+    Node* parent = nullptr;
     std::string name;
     int watch = -1;
     /// The batch in which it was reported last.
@@ -70,7 +70,7 @@ std::size_t stateOf(int folder, const DirectoryReader::Entry& entry) {
 } // namespace
 
 FolderTree::FolderTree(SystemCalls& system, WatchCalls& calls, std::string path)
-    : _queue(calls, 256 * 1024)
+    : _queue(calls, std::size_t{256} * 1024)
     , _system(system)
     , _calls(calls)
     , _path(std::move(path))

@@ -13,8 +13,8 @@ namespace {
 /// file system allow it.
 ErrorNumber compareMounts(SystemCalls& system, const std::string& one, const std::string& other,
                           bool& areSame) {
-    struct ::statx statusOfOne;
-    struct ::statx statusOfOther;
+    struct ::statx statusOfOne = {};
+    struct ::statx statusOfOther = {};
     constexpr unsigned mask = STATX_TYPE | STATX_MNT_ID;
     if (system.statx(AT_FDCWD, one.c_str(), AT_SYMLINK_NOFOLLOW, mask, &statusOfOne) < 0) return errno;
     if (system.statx(AT_FDCWD, other.c_str(), 0, mask, &statusOfOther) < 0) return errno;
@@ -34,7 +34,7 @@ ErrorNumber copyIntoFolder(SystemCalls& system, const std::string& source, const
     const Descriptor folder(system, folderPath, O_RDONLY | O_DIRECTORY);
     if (folder.openError() != 0) return folder.openError();
     // To be told now that the name is taken, or too long, saves the copying.
-    struct ::stat status;
+    struct ::stat status = {};
     if (system.fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
     if (errno != ENOENT) return errno;
     StagedCopy copy(system, folder.number());

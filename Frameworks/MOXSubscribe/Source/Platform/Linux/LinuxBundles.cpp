@@ -78,6 +78,7 @@ std::string programPath() {
 /// The path of the library, or program, that holds this function, links resolved.
 std::string libraryPath() {
     Dl_info info = {};
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-reinterpret-cast): how dladdr(3) is asked.
     if (::dladdr(reinterpret_cast<const void*>(&libraryPath), &info) == 0 || info.dli_fname == nullptr)
         return {};
     const std::string_view name = info.dli_fname;
@@ -103,7 +104,7 @@ LinuxBundles::LinuxBundles(FileSystem& fileSystem, Surroundings surroundings)
     : _fileSystem(fileSystem), _surroundings(std::move(surroundings)) {}
 
 std::string LinuxBundles::mainBundlePath() const {
-    const std::string programFolder = stringByDeletingLastPathComponent(_surroundings.programPath);
+    std::string programFolder = stringByDeletingLastPathComponent(_surroundings.programPath);
     std::string inner = programFolder;
     while (lastPathComponent(inner) != inner) {
         std::string outer = stringByDeletingLastPathComponent(inner);

@@ -369,7 +369,7 @@ std::vector<std::string> LinuxLaunchRegistration::knownBundlesAtOrBelow(const st
 }
 
 bool LinuxLaunchRegistration::isGone(const std::string& path) {
-    struct ::stat status;
+    struct ::stat status = {};
     return _system.lstat(path.c_str(), &status) < 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 

@@ -14,9 +14,9 @@
 namespace mox {
 
 struct LinuxRunLoop::Entry {
-    std::uint64_t number;
-    int descriptor;
-    int set;
+    std::uint64_t number = 0;
+    int descriptor = -1;
+    int set = -1;
     Handler handler;
     // Held while the handler runs, so that who ends the source on another thread waits. The handler itself
     // may end it: hence recursive.
@@ -128,7 +128,7 @@ bool LinuxRunLoop::takeStop() {
 }
 
 bool LinuxRunLoop::handleDue(int set) {
-    std::array<struct epoll_event, 64> events;
+    std::array<struct epoll_event, 64> events{};
     const int count = ::epoll_wait(set, events.data(), static_cast<int>(events.size()), 0);
     bool isHandled = false;
     for (int index = 0; index < count; ++index) {

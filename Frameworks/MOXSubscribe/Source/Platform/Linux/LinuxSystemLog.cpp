@@ -53,9 +53,9 @@ std::string escaped(unsigned scalar) {
     default:
         break;
     }
-    std::array<char, 16> text;
-    std::snprintf(text.data(), text.size(), scalar < 0x80 ? "\\x%02X" : "\\u{%X}", scalar);
-    return text.data();
+    std::array<char, 16> text{};
+    const int length = std::snprintf(text.data(), text.size(), scalar < 0x80 ? "\\x%02X" : "\\u{%X}", scalar);
+    return {text.data(), static_cast<std::size_t>(length)};
 }
 
 } // namespace

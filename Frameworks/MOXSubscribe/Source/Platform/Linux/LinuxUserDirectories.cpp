@@ -22,7 +22,7 @@ std::optional<std::string> absolutePathFromEnvironment(const char* variable) {
 
 std::optional<std::string> homeFromPasswordEntry() {
     std::vector<char> texts(1024);
-    passwd entry;
+    passwd entry{};
     passwd* found = nullptr;
     int error = 0;
     while ((error = ::getpwuid_r(::getuid(), &entry, texts.data(), texts.size(), &found)) == ERANGE) {

@@ -31,14 +31,14 @@ LinuxWorkspace::LinuxWorkspace(SystemCalls& system, Surroundings surroundings)
 
 bool LinuxWorkspace::isFilePackageAtPath(const std::string& path) {
     if (!isPackageName(path) || holdsNul(path)) return false;
-    struct ::stat status;
+    struct ::stat status = {};
     return _system.stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 bool LinuxWorkspace::recycleItem(const std::string& folder, const std::string& name) {
     if (holdsNul(folder) || !isNameOfItem(name)) return false;
     const Descriptor opened(_system, folder, folderFlags);
-    struct ::stat status;
+    struct ::stat status = {};
     // For what is not there, no Trash is made.
     if (opened.openError() != 0 ||
         _system.fstatat(opened.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0)
@@ -70,7 +70,7 @@ void LinuxWorkspace::recycledItemMovedOut(const std::string& pathInTrash) {
 
 std::optional<LinuxWorkspace::Place> LinuxWorkspace::placeOf(const Descriptor& folder) {
     Place place;
-    struct ::stat status;
+    struct ::stat status = {};
     if (readPathOf(_system, folder.number(), place.path) != 0 || _system.fstat(folder.number(), &status) < 0)
         return std::nullopt;
     place.fileSystem = status.st_dev;
@@ -86,7 +86,7 @@ std::optional<LinuxWorkspace::Place> LinuxWorkspace::placeOf(const Descriptor& f
 
 /// The file system in which the home Trash is, or will be once it is made.
 std::optional<dev_t> LinuxWorkspace::fileSystemOfHomeTrash() {
-    struct ::stat status;
+    struct ::stat status = {};
     std::string path = _surroundings.dataFolder + "/Trash";
     while (_system.stat(path.c_str(), &status) < 0) {
         if (errno != ENOENT || path == "/") return std::nullopt;
@@ -131,7 +131,7 @@ std::optional<Descriptor> LinuxWorkspace::openTrashAtTop(Trash trash, const std:
     const Descriptor topFolder(_system, top, folderFlags);
     if (topFolder.openError() != 0) return std::nullopt;
     const std::string user = std::to_string(_surroundings.user);
-    struct ::stat status;
+    struct ::stat status = {};
     std::optional<Descriptor> folder;
     if (trash == Trash::Shared) {
         const Descriptor shared = openFolderIn(_system, topFolder, ".Trash", MissingFolder::Fails);

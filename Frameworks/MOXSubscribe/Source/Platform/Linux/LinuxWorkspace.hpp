@@ -51,7 +51,7 @@ private:
     struct Place {
         /// Absolute, without links.
         std::string path;
-        dev_t fileSystem;
+        dev_t fileSystem = 0;
         /// The topmost folder of its file system.
         std::string top;
     };

@@ -122,6 +122,7 @@ std::vector<std::string> MIMEDatabase::lineageOfType(const std::string& type) co
         if (std::find(lineage.begin(), lineage.end(), name) == lineage.end())
             lineage.push_back(std::move(name));
     };
+    // NOLINTNEXTLINE(modernize-loop-convert): what is met is added while the loop runs.
     for (std::size_t index = 0; index < lineage.size(); ++index) {
         const auto [begin, end] = _parents.equal_range(lineage[index]);
         for (auto parent = begin; parent != end; ++parent)

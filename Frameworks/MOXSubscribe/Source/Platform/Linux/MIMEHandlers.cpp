@@ -39,6 +39,7 @@ void readAssociations(std::string_view text, const LineReader& read) {
 std::vector<std::string> listsOfChoicesIn(const std::string& folder,
                                           const std::vector<std::string>& desktops) {
     std::vector<std::string> paths;
+    paths.reserve(desktops.size() + 1);
     for (const std::string& desktop : desktops)
         paths.push_back(folder + "/" + desktop + "-mimeapps.list");
     paths.push_back(folder + "/mimeapps.list");

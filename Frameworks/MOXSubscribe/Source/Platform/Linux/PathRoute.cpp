@@ -28,7 +28,7 @@ void push(std::vector<std::string>& names, std::string_view path) {
 } // namespace
 
 PathRoute::PathRoute(WatchCalls& calls, std::string path)
-    : _calls(calls), _queue(calls, 16 * 1024), _path(std::move(path)) {}
+    : _calls(calls), _queue(calls, std::size_t{16} * 1024), _path(std::move(path)) {}
 
 void PathRoute::trace() {
     const auto former = std::exchange(_names, {});

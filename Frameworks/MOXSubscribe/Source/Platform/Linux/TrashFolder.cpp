@@ -58,7 +58,7 @@ ErrorNumber TrashFolder::take(const Descriptor& folder, const std::string& name,
 ErrorNumber TrashFolder::takeAs(const std::string& nameHere, const Descriptor& folder,
                                 const std::string& name, ByteView information) {
     // Information written beside an item that has none would tell of that one.
-    struct ::stat status;
+    struct ::stat status = {};
     if (_system.fstatat(_files.number(), nameHere.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
     if (errno != ENOENT) return errno;
 
@@ -91,14 +91,14 @@ void TrashFolder::removeInformation(const std::string& nameHere) {
 }
 
 bool TrashFolder::keepsItemsIn(const Descriptor& folder) const {
-    struct ::stat here;
-    struct ::stat there;
+    struct ::stat here = {};
+    struct ::stat there = {};
     return _system.fstat(_files.number(), &here) == 0 && _system.fstat(folder.number(), &there) == 0 &&
            here.st_dev == there.st_dev && here.st_ino == there.st_ino;
 }
 
 void TrashFolder::forget(const std::string& name) {
-    struct ::stat status;
+    struct ::stat status = {};
     if (_system.fstatat(_files.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0) return;
     if (errno != ENOENT) return;
     // The other folder of the move is not known here, so everything is made safe.

@@ -44,7 +44,7 @@ void cut(std::string& text, std::size_t size) {
 } // namespace
 
 std::string trashInformation(std::string_view path, const std::tm& deletionDate) {
-    std::array<char, 64> date;
+    std::array<char, 64> date{};
     const std::size_t length = std::strftime(date.data(), date.size(), "%Y-%m-%dT%H:%M:%S", &deletionDate);
     return "[Trash Info]\nPath=" + percentEncoded(path) +
            "\nDeletionDate=" + std::string(date.data(), length) + "\n";

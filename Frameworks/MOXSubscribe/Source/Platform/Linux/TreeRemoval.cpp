@@ -67,7 +67,7 @@ private:
             return tolerated(removeTree(_system, _directories.descriptor(), item.name));
         if (isPackageName(item.name)) return ENOTEMPTY;
         const char* path = item.name.c_str();
-        struct ::stat status;
+        struct ::stat status = {};
         if (_system.fstatat(_directories.descriptor(), path, &status, AT_SYMLINK_NOFOLLOW) < 0)
             return tolerated(errno);
         if (S_ISDIR(status.st_mode)) return enter(std::move(item.name));

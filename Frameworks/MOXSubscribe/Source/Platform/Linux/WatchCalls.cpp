@@ -23,8 +23,8 @@ int WatchCalls::openFolder(const char* path, bool followsLink) {
 int WatchCalls::addWatch(int queue, int folder, std::uint32_t mask) {
     // There is no call that takes a descriptor. Through a path the watch could be another folder's than the
     // one that is listed.
-    std::array<char, 32> path;
-    std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", folder);
+    std::array<char, 32> path{};
+    [[maybe_unused]] const int length = std::snprintf(path.data(), path.size(), "/proc/self/fd/%d", folder);
     return ::inotify_add_watch(queue, path.data(), mask);
 }
 
