@@ -188,7 +188,8 @@ class ListingTests(unittest.TestCase):
         inner = (STUB + "/Contents/Inner.app", stub("1.0"))
         copy = (APPLICATIONS + "/.mox-0123456789abcdef0123456789abcdef/Copy.app", stub("1.0"))
         package = (APPLICATIONS + "/Mine.app", without(stub("1.0"), checker.ALIAS))
-        self.assertEqual(checker.listing(machine((STUB, stub("1.0")), inner, copy, package), "bundle", "/m"), ["/m/" + STUB])
+        seen = machine((STUB, stub("1.0")), inner, copy, package)
+        self.assertEqual(checker.listing(seen, "bundle", "/m"), ["/m/" + STUB])
 
     def test_entries_of_a_store_are_listed_by_their_folders(self):
         self.assertEqual(checker.listing({checker.STORE: store("A", "B")}, "dictionary", "/m"), ["/A", "/B"])

@@ -5,9 +5,9 @@
 
 Each run starts from the same files. The undisturbed command tells which calls there are; strace then kills the
 program at the n-th call of a kind, asks it to end there, or lets that call fail. The checker judges what is on the
-disk; the client has to list exactly what is there; the same command has to work again. Without --time or --runs every case is run, with them
-a sample that is spread evenly over all. The order is the same each time. Exit status 0 when no run was bad, 77 when
-nothing can be tried here.
+disk; the client has to list exactly what is there; the same command has to work again. Without --time or --runs every
+case is run, with them a sample that is spread evenly over all. The order is the same each time. Exit status 0 when no
+run was bad, 77 when nothing can be tried here.
 """
 
 import argparse
@@ -26,9 +26,8 @@ import scratch
 from bench import SKIPPED, Bench, Fault, enter_mounts_of_its_own, why_not
 from scenarios import SCENARIOS
 
-# What each call is made to fail with. At every one of them the client is also killed, and at those that change something
-# asked to end. "+" stands for this call and all later ones
-# of its kind, the way a full disk stays full.
+# What each call is made to fail with. "+" stands for this call and all later ones of its kind, the way a full disk stays
+# full. At every one of them the client is also killed, and at those that change something asked to end.
 ERRORS = {
     "openat": ["EMFILE", "EACCES", "EIO", "EINTR"],
     "openat of a new file": ["EMFILE", "EACCES", "EIO", "EINTR", "ENOSPC", "EDQUOT", "EROFS"],

@@ -109,9 +109,9 @@ class Neighbour:
 
 def start(bench, prefix=()):
     machine = bench.machine
-    return subprocess.Popen([*prefix, machine.client, *bench.scenario.command], cwd=machine.root, start_new_session=True,
-                            env=machine.environment(), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                            stderr=subprocess.DEVNULL)
+    return subprocess.Popen([*prefix, machine.client, *bench.scenario.command], cwd=machine.root,
+                            env=machine.environment(), start_new_session=True, stdin=subprocess.DEVNULL,
+                            stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
 
 
 def end(process):
