@@ -5,120 +5,23 @@
 namespace mox::test::model {
 namespace {
 
-EntryValue text(const std::string& value) {
-    return {EntryValue::Kind::Text, value};
-}
-
-EntryValue integer(const std::string& value) {
-    return {EntryValue::Kind::Integer, value};
-}
-
-/// `value` as it is stored: an ill-formed byte, of which steps use 0xFF alone, has become U+FFFD.
-std::string stored(const std::string& value) {
-    std::string repaired;
-    for (const char character : value) {
-        if (character == '\xFF')
-            repaired.append("\xEF\xBF\xBD");
-        else
-            repaired.push_back(character);
-    }
-    return repaired;
-}
-
-void put(Entry& entry, const std::string& key, const std::optional<std::string>& value) {
-    if (value) entry[key] = text(stored(*value));
-}
-
-std::optional<std::string> textIn(const Entry& entry, const std::string& key) {
-    const auto found = entry.find(key);
-    if (found == entry.end() || found->second.kind != EntryValue::Kind::Text) return std::nullopt;
-    return found->second.text;
-}
-
-int indexOf(const std::vector<std::string>& words, const std::optional<std::string>& word, int otherwise) {
-    const auto found = word ? std::find(words.begin(), words.end(), *word) : words.end();
-    return found == words.end() ? otherwise : static_cast<int>(found - words.begin());
-}
-
-const std::vector<std::string> typeWords = {"", "Application", "Desktop"};
-const std::vector<std::string> gatewayWords = {"standard", "advanced", "enterprise"};
-const std::vector<std::string> authenticationWords = {"none", "domain", "rsa", "domainandrsa", "sms"};
-
-int typeOf(const Entry& entry) {
-    return indexOf(typeWords, textIn(entry, "Korvan Application Type"), 0);
-}
-
-void putWord(Entry& entry, const std::string& key, const std::vector<std::string>& words, int value) {
-    if (value >= 0 && value < static_cast<int>(words.size()) &&
-        !words[static_cast<std::size_t>(value)].empty())
-        entry[key] = text(words[static_cast<std::size_t>(value)]);
-}
-
-void buildSeamlessName(Entry& entry) {
-    const std::string resource = textIn(entry, "Korvan Server Unique Application Name").value_or("");
-    const std::string publisher = textIn(entry, "Korvan Publisher Name").value_or("");
-    if (resource.empty() || publisher.empty()) return;
-    const std::size_t colon = resource.find(':');
-    entry["Tavamor Name"] =
-        text(publisher + "#" + (colon == std::string::npos ? resource : resource.substr(colon + 1)));
-}
-
-Entry recordOf(const Step& step) {
-    Entry entry;
-    put(entry, "cloneName", step.fileName);
-    put(entry, "Store Name", step.store);
-    put(entry, "Internal Store URL", step.internalURL);
-    put(entry, "External Store URL", step.externalURL);
-    put(entry, "Korvan Server Unique Application Name", step.resource.value_or(""));
-    putWord(entry, "Norvik Type", gatewayWords, step.gateway);
-    if (step.gateway == 9) entry["Norvik Type"] = text("none");
-    putWord(entry, "Norvik Auth Type", authenticationWords, step.authentication);
-    putWord(entry, "Korvan Application Type", typeWords, step.type);
-    entry["SchemaVersion"] = integer("1");
-    if (step.info) {
-        if (step.info->icon != 0) entry["Icon"] = {EntryValue::Kind::Image, std::to_string(step.info->icon)};
-        put(entry, "Korvan Description", step.info->description);
-        put(entry, "Stavenor Launch URL", step.info->launchURL);
-        put(entry, "Korvan Publisher Name", step.info->publisher);
-        put(entry, "Korvan Content Address", step.info->contentAddress);
-    }
-    return entry;
-}
-
-std::string told(const std::optional<std::string>& value) {
-    return value ? "\"" + *value + "\"" : "nil";
-}
-
-/// What a client sees of a record that was made of `entry`.
-std::vector<std::string> propertiesOf(Entry entry) {
-    buildSeamlessName(entry);
-    const auto schema = entry.find("SchemaVersion");
-    const auto icon = entry.find("Icon");
-    const std::optional<std::string> gateway = textIn(entry, "Norvik Type");
-    return {
-        "dictionary " + textOf(entry),
-        "resource " + told(textIn(entry, "Korvan Server Unique Application Name")),
-        "store " + told(textIn(entry, "Store Name")),
-        "URLs " + told(textIn(entry, "Internal Store URL")) + told(textIn(entry, "External Store URL")),
-        "description " + told(textIn(entry, "Korvan Description")),
-        "launch URL " + told(textIn(entry, "Stavenor Launch URL")),
-        "publisher " + told(textIn(entry, "Korvan Publisher Name")),
-        "address " + told(textIn(entry, "Korvan Content Address")),
-        "seamless name " + told(textIn(entry, "Tavamor Name")),
-        "server " + told(textIn(entry, "Korvan Server")),
-        "type " + std::to_string(typeOf(entry)),
-        "gateway " + std::to_string(indexOf(gatewayWords, gateway, 9)),
-        "authentication " +
-            std::to_string(indexOf(authenticationWords, textIn(entry, "Norvik Auth Type"), 0)),
-        "schema " + (schema == entry.end() ? "0" : schema->second.text),
-        "icon " + (icon == entry.end() ? "nil" : icon->second.text),
-    };
-}
-
 bool holdsSubscriptions(const FolderNode& node) {
     return !node.subscriptions.empty() ||
            std::any_of(node.folders.begin(), node.folders.end(),
                        [](auto& child) { return holdsSubscriptions(child.second); });
+}
+
+/// The entry that a subscription makes: its record with the icon.
+Entry entryOf(const Step& step) {
+    Entry entry = recordOf(step);
+    if (step.info && step.info->icon != 0)
+        entry["Icon"] = {EntryValue::Kind::Image, std::to_string(step.info->icon)};
+    return entry;
+}
+
+std::string iconOf(const Entry& entry) {
+    const auto icon = entry.find("Icon");
+    return icon == entry.end() ? "nil" : icon->second.text;
 }
 
 /// The node of a path that a sample needs, made on the way.
@@ -130,37 +33,16 @@ FolderNode& made(FolderNode& root, const std::vector<std::string>& components) {
 }
 
 Entry sampleEntry(const std::string& type) {
-    return {
-        {"Korvan Application Type", text(type)}, {"Korvan Server Unique Application Name", text("Farm:Word")},
-        {"Store Name", text("Store")},           {"Norvik Type", text("Standard")},
-        {"Tavamor Name", text("kept as it is")}, {"Korvan Server", text("https://server.example")},
-        {"Some Other Key", integer("7")}};
-}
-
-std::string quoted(const std::string& value) {
-    return "\"" + value + "\"";
+    return {{"Korvan Application Type", textValue(type)},
+            {"Korvan Server Unique Application Name", textValue("Farm:Word")},
+            {"Store Name", textValue("Store")},
+            {"Norvik Type", textValue("Standard")},
+            {"Tavamor Name", textValue("kept as it is")},
+            {"Korvan Server", textValue("https://server.example")},
+            {"Some Other Key", integerValue("7")}};
 }
 
 } // namespace
-
-std::string textOf(const Entry& entry) {
-    std::string list;
-    for (const auto& [key, value] : entry) {
-        list.append(list.empty() ? "" : ", ").append(quoted(key)).append(": ");
-        switch (value.kind) {
-        case EntryValue::Kind::Text:
-            list.append(quoted(value.text));
-            break;
-        case EntryValue::Kind::Integer:
-            list.append(value.text);
-            break;
-        case EntryValue::Kind::Image:
-            list.append("data");
-            break;
-        }
-    }
-    return "{" + list + "}";
-}
 
 std::string textOf(const FolderNode& node) {
     std::vector<std::string> keys;
@@ -299,7 +181,7 @@ void DictionaryReference::subscribe(const Step& step) {
         return fail(invalidArgument());
     }
     createFolder(step.path);
-    Entry record = recordOf(step);
+    Entry record = entryOf(step);
     const Entry* existing = entryIn(step.path, step.fileName);
     if (existing && typeOf(*existing) != step.type) {
         _call.log.push_back(
@@ -320,7 +202,7 @@ void DictionaryReference::subscribe(const Step& step) {
 void DictionaryReference::lookUp(const std::string& path) {
     const Entry* entry = path.empty() ? nullptr : entryIn(path, lastComponentOf(path));
     if (entry)
-        _call.results = propertiesOf(*entry);
+        _call.results = propertiesOf(*entry, iconOf(*entry));
     else
         _call.results = {"nil"};
     if (path.empty())
@@ -394,8 +276,8 @@ void DictionaryReference::removeAll(const Step& step) {
     for (const std::string& path : std::vector<std::string>(_subscriptionPaths)) {
         const Entry* entry = entryIn(parentOf(path), lastComponentOf(path));
         if (!entry || !step.resource || !step.store) continue;
-        if (textIn(*entry, "Korvan Server Unique Application Name") != step.resource ||
-            textIn(*entry, "Store Name") != step.store) {
+        if (textIn(*entry, "Korvan Server Unique Application Name") != stored(*step.resource) ||
+            textIn(*entry, "Store Name") != stored(*step.store)) {
             continue;
         }
         nodeFor(parentOf(path)).subscriptions.erase(lastComponentOf(path));
@@ -409,18 +291,8 @@ void DictionaryReference::removeAll(const Step& step) {
     _call.results = removed;
 }
 
-void DictionaryReference::listFolder(const std::string& folder, bool recursive) {
-    const std::vector<std::string> wanted = componentsOf(folder);
-    for (const std::string& path : _subscriptionPaths) {
-        const std::vector<std::string> parent = componentsOf(parentOf(path));
-        const bool isDeepEnough = recursive ? parent.size() >= wanted.size() : parent.size() == wanted.size();
-        if (isDeepEnough && std::equal(wanted.begin(), wanted.end(), parent.begin()))
-            _call.results.push_back(path);
-    }
-}
-
 void DictionaryReference::writeRecord(const Step& step) {
-    Entry record = recordOf(step);
+    Entry record = entryOf(step);
     buildSeamlessName(record);
     FolderNode& folder = nodeFor(step.path);
     // The name that counts is the argument's, not the record's own.
@@ -480,7 +352,8 @@ void DictionaryReference::perform(const Step& step, bool& hasPlace) {
         return removeAll(step);
     case Operation::ListFolder:
         hasPlace = false;
-        return listFolder(step.path, step.flag);
+        _call.results = pathsInFolder(_subscriptionPaths, step.path, step.flag);
+        return;
     case Operation::Update:
         hasPlace = false;
         return;

@@ -7,20 +7,10 @@
 
 #include "ModelBased/Observations.hpp"
 #include "ModelBased/ReferencePaths.hpp"
+#include "ModelBased/ReferenceRecords.hpp"
 #include "ModelBased/Step.hpp"
 
 namespace mox::test::model {
-
-/// A value of a subscription's entry.
-struct EntryValue {
-    enum class Kind { Text, Integer, Image };
-    Kind kind = Kind::Text;
-    /// The text, the number, or the side of the image in pixels.
-    std::string text = {};
-};
-
-/// A subscription's entry.
-using Entry = std::map<std::string, EntryValue, ByUTF16>;
 
 /// A folder. One that somebody damaged may lack one of its two keys.
 struct FolderNode {
@@ -30,9 +20,8 @@ struct FolderNode {
     bool hasSubscriptions = true;
 };
 
-/// A text of everything below `node`, and of an entry.
+/// A text of everything below `node`.
 std::string textOf(const FolderNode& node);
-std::string textOf(const Entry& entry);
 
 /// The trees on which a store can be reopened; `variant` is from 1 to `sampleTreeCount`.
 FolderNode sampleTree(int variant);
@@ -93,7 +82,6 @@ private:
     void removeFolder(const std::string& path, bool onlyIfEmpty);
     void move(const std::string& source, const std::string& destination, bool wantsError);
     void removeAll(const Step& step);
-    void listFolder(const std::string& folder, bool recursive);
     void writeRecord(const Step& step);
     void reopen(int variant);
     void perform(const Step& step, bool& hasPlace);

@@ -35,9 +35,9 @@ const std::vector<std::string> oddPaths = {"",
 const std::vector<std::optional<std::string>> texts = {std::nullopt, "",       "Text",          "text",
                                                        "a:b:c",      "\u00E9", "bad \xFF byte", "<&>\r\n\"\\",
                                                        "%@%n%s",     "\u0001", "\uFFFE"};
-const std::vector<std::optional<std::string>> resources = {std::nullopt, "",        "Farm:Word", "Farm:word",
-                                                           "Word",       "Farm:",   ":Word",     "a:b:c",
-                                                           "\u00E9",     "e\u0301", "R\u0002"};
+const std::vector<std::optional<std::string>> resources = {
+    std::nullopt, "",       "Farm:Word", "Farm:word", "Word",     "Farm:",     ":Word",
+    "a:b:c",      "\u00E9", "e\u0301",   "R\u0002",   "bad \xFF", "bad \uFFFD"};
 const std::vector<std::optional<std::string>> stores = {std::nullopt, "", "Store", "store", "Store "};
 const std::vector<std::optional<std::string>> urls = {std::nullopt, "", "https://store.example/a?b=c&d"};
 
