@@ -27,6 +27,7 @@ constexpr std::array operationNames = {
     "RemoveItem",
     "Interfere",
     "DeliverFolderEvents",
+    "UpdateOne",
 };
 
 /// A string literal that yields `text`, whatever bytes it has.

@@ -29,6 +29,7 @@ enum class Operation {
     RemoveItem,          ///< Removal with or without the Trash.
     Interfere,           ///< Somebody else changes the disk.
     DeliverFolderEvents, ///< The watch reports folders.
+    UpdateOne,           ///< The upgrade of one subscription.
 };
 
 /// A document type: its name, its extensions, its description.
