@@ -36,5 +36,50 @@ TEST(BundleModelBased, The_application_bundle_model_does_what_its_reference_does
                     numberFromEnvironment("MOX_MODEL_STEPS", 2000));
 }
 
+TEST(BundleModelBased, Kept_steps_show_no_difference) {
+    const std::string apps = "~/Applications";
+    const Step subscription = {.operation = Operation::Subscribe,
+                               .path = apps + "/A",
+                               .fileName = "Word.app",
+                               .resource = "W\xFFrd",
+                               .store = "St\xFFre",
+                               .externalURL = "https://store.example",
+                               .type = 1};
+    const Step removal = {.operation = Operation::RemoveAll, .resource = "W\xFFrd", .store = "St\xFFre"};
+    const auto interference = [](Interference kind) { return static_cast<int>(kind); };
+    compareWith(
+        newPair,
+        {
+            subscription,
+            {.operation = Operation::Subscribe,
+             .path = apps,
+             .fileName = "A/Word.app",
+             .resource = "Word",
+             .externalURL = "https://store.example",
+             .type = 1},
+            removal,
+            subscription,
+            {.operation = Operation::Move, .path = apps + "/A/Word.app", .other = apps + "/A/Word.app"},
+            {.operation = Operation::RenameFolder, .path = apps + "/A", .other = apps + "/A/B"},
+            {.operation = Operation::RenameFolder, .path = apps + "/A", .other = apps + "/B/"},
+            {.operation = Operation::RemoveFolder, .path = apps + "/B", .flag = true},
+            {.operation = Operation::Interfere,
+             .other = "3",
+             .type = 1,
+             .variant = interference(Interference::ChangeTemplate)},
+            {.operation = Operation::UpdateOne,
+             .path = apps + "/B/Word.app",
+             .fault = 10 * static_cast<int>(FaultKind::Move) + 1},
+            {.operation = Operation::UpdateOne, .path = apps + "/B/Word.app"},
+            {.operation = Operation::Interfere,
+             .path = apps + "/B/Word.app",
+             .variant = interference(Interference::BreakAlias)},
+            {.operation = Operation::IsSubscription, .path = apps + "/B/Word.app"},
+            {.operation = Operation::LookUp, .path = apps + "/B/Word.app"},
+            {.operation = Operation::RemoveFolder, .path = apps + "/B"},
+            {.operation = Operation::DeliverFolderEvents, .paths = {apps + "/C", apps + "/B/", apps}},
+        });
+}
+
 } // namespace
 } // namespace mox::test::model

@@ -291,10 +291,13 @@ BundleReference::Record BundleReference::newRecord(const Step& step) const {
 BundleReference::Failed BundleReference::write(Record& record, const std::string& folder) {
     const std::string name = fileNameOf(record).value_or("");
     const std::string destination = joined(folder, name);
+    const bool isOneName = name.find('/') == std::string::npos && name.find('\0') == std::string::npos &&
+                           !name.empty() && name != "." && name != "..";
     if (exists(destination)) {
         Failed ignored;
         const std::optional<Record> existing = readRecord(destination, ignored);
-        if (!existing || typeOf(existing->alias) != typeOf(record.alias)) {
+        // What the name reaches in another folder is nobody's to refresh.
+        if (!isOneName || !existing || typeOf(existing->alias) != typeOf(record.alias)) {
             log(writing,
                 "Can't update subscription because something else exists at path (" + destination + ")");
             return framework(2004);
@@ -305,8 +308,6 @@ BundleReference::Failed BundleReference::write(Record& record, const std::string
             log(writing, "Error retrieving subscription template path");
             return framework(2002);
         }
-        const bool isOneName = name.find('/') == std::string::npos && name.find('\0') == std::string::npos &&
-                               !name.empty() && name != "." && name != "..";
         const Item copy = *_tree.find(*source);
         if (isFaulty(FaultKind::Copy) || !isOneName || !_tree.isFolder(folder) ||
             !_tree.put(destination, copy)) {

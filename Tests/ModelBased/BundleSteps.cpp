@@ -21,7 +21,7 @@ const std::vector<std::optional<std::string>> texts = {
 const std::vector<std::optional<std::string>> resources = {std::nullopt,  "",      "Farm:Word", "Farm:word",
                                                            "W: o : r d ", ":Word", "\u00E9",    "R\u0002",
                                                            "bad \xFF",    "<&>"};
-const std::vector<std::optional<std::string>> stores = {std::nullopt, "", "Store", "store"};
+const std::vector<std::optional<std::string>> stores = {std::nullopt, "", "Store", "store", "St\xFFre"};
 const std::vector<std::optional<std::string>> urls = {std::nullopt, "", "https://store.example/a?b=c&d"};
 const std::vector<std::string> versions = {"1.0", "2.0", "2.0.0.1", "3", "none"};
 
@@ -188,6 +188,8 @@ Step chooseBundleStep(Random& random, const BundleSurroundings& surroundings) {
     case Operation::RemoveAll:
         step.resource = random.chance(60) ? "Farm:Word" : random.oneOf(resources);
         step.store = random.chance(60) ? "Store" : random.oneOf(stores);
+        if (random.chance(30))
+            step.fault = 10 * static_cast<int>(FaultKind::Removal) + random.oneOf<int>({1, 2, everyCall});
         break;
     case Operation::Update:
     case Operation::DeliverFolderEvents:

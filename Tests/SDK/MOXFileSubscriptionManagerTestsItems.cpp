@@ -173,6 +173,17 @@ TEST_F(RemovingAllStubs, Without_a_match_the_result_is_nil_and_nothing_is_rebuil
     EXPECT_EQ(store->numberOfSubscriptions(), 5U);
 }
 
+TEST_F(RemovingAllStubs, Removing_all_finds_an_ill_formed_name_as_it_was_subscribed) {
+    makeTemplates();
+    const auto store = open();
+    MOXSubscribeKeywords keywords = keywordsFor("Word.app", inApps());
+    keywords.onStoreNamed = "St\xFFre";
+    ASSERT_TRUE(store->subscribeToResource("W\xFFrd", keywords));
+
+    EXPECT_THAT(store->removeAllSubscriptionsWithUniqueName("W\xFFrd", "St\xFFre"),
+                Optional(Paths{inApps("Word.app")}));
+}
+
 TEST_F(RemovingAllStubs, A_nil_name_equals_nothing_not_even_a_missing_one) {
     makeBundle("home/Applications/Nameless.app", {.alias = Dictionary()});
     const auto store = open();

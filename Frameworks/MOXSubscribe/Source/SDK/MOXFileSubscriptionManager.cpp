@@ -1,6 +1,7 @@
 #include "SDK/MOXFileSubscriptionManager.hpp"
 
 #include "Foundation/PathRules.hpp"
+#include "Foundation/UnicodeText.hpp"
 #include "Platform/Platform.hpp"
 #include "SDK/AlmostEmptyDirectory.hpp"
 #include "SDK/Reporting.hpp"
@@ -102,13 +103,18 @@ bool MOXFileSubscriptionManager::moveSubscriptionFrom(std::string_view source, s
 std::optional<std::vector<std::string>> MOXFileSubscriptionManager::removeAllSubscriptionsWithUniqueName(
     const std::optional<std::string>& uniqueName, const std::optional<std::string>& storeName) {
     if (!uniqueName || !storeName) return std::nullopt;
+    // As the names that records hold: without ill-formed UTF-8.
+    const std::string wantedResource = repairedUTF8(*uniqueName);
+    const std::string wantedStore = repairedUTF8(*storeName);
     const LaunchRegistrationBatch batch(platform().launchRegistration);
     std::vector<std::string> removedPaths;
     // A copy, since each removal rebuilds the live array.
     const std::vector<std::string> paths = subscriptionPaths();
     for (const std::string& path : paths) {
         const auto record = MOXFileSubscription::subscriptionWithPath(path);
-        if (!record || record->resourceName() != uniqueName || record->storeName() != storeName) continue;
+        if (!record || record->resourceName() != wantedResource || record->storeName() != wantedStore) {
+            continue;
+        }
         removeSubscriptionAtPath(path);
         removedPaths.push_back(path);
     }
