@@ -33,7 +33,7 @@ std::unique_ptr<ModelPair> newPair() {
 
 TEST(BundleModelBased, The_application_bundle_model_does_what_its_reference_does) {
     compareAtRandom(newPair, numberFromEnvironment("MOX_MODEL_SEED", 1),
-                    numberFromEnvironment("MOX_MODEL_STEPS", 2000));
+                    numberFromEnvironment("MOX_MODEL_STEPS", 2500));
 }
 
 TEST(BundleModelBased, Kept_steps_show_no_difference) {

@@ -23,7 +23,7 @@ const std::vector<std::optional<std::string>> resources = {std::nullopt,  "",   
                                                            "bad \xFF",    "<&>"};
 const std::vector<std::optional<std::string>> stores = {std::nullopt, "", "Store", "store", "St\xFFre"};
 const std::vector<std::optional<std::string>> urls = {std::nullopt, "", "https://store.example/a?b=c&d"};
-const std::vector<std::string> versions = {"1.0", "2.0", "2.0.0.1", "3", "none"};
+const std::vector<std::string> versions = {"1.0", "2.0", "2.0.0.1", "3", "10.0.1", "none"};
 
 std::string folderOf(Random& random, const BundleSurroundings& surroundings) {
     if (random.chance(3)) return "";
@@ -135,6 +135,7 @@ void fillInterference(Random& random, const BundleSurroundings& surroundings, St
     step.type = random.chance(90) ? 1 + static_cast<int>(random.below(2)) : 0;
     step.variant = 1 + static_cast<int>(random.below(static_cast<int>(Interference::Last)));
     if (random.chance(25)) step.variant = static_cast<int>(Interference::Stub);
+    if (random.chance(10)) step.variant = static_cast<int>(Interference::ChangeTemplate);
     step.other = random.oneOf(versions);
     const auto interference = static_cast<Interference>(step.variant);
     if (interference == Interference::ChangeTemplate) {
@@ -143,6 +144,8 @@ void fillInterference(Random& random, const BundleSurroundings& surroundings, St
     } else if (interference == Interference::File || interference == Interference::Folder ||
                interference == Interference::HiddenFile) {
         step.path = folderOf(random, surroundings);
+    } else if (interference == Interference::Stub || interference == Interference::Application) {
+        step.path = stubOf(random, surroundings);
     } else {
         step.path = pathOf(random, surroundings);
     }
