@@ -100,12 +100,13 @@ TEST_P(Base64, Bytes_of_every_length_are_encoded_bit_for_bit_and_decoded_to_them
 
 TEST_P(Base64, Every_pair_of_digits_is_encoded_and_decoded_at_every_place_of_a_block) {
     // A block is eight groups; both halves of the one at the place are the pair.
+    constexpr std::size_t blockSize = 24;
     for (unsigned place = 0; place < 8; ++place) {
-        Bytes bytes(24U * 4096, '\x5A');
+        Bytes bytes(blockSize * 4096, '\x5A');
         for (unsigned pair = 0; pair < 4096; ++pair) {
-            bytes[24 * pair + 3 * place] = static_cast<char>(pair >> 4);
-            bytes[24 * pair + 3 * place + 1] = static_cast<char>((pair << 4 | pair >> 8) & 0xFF);
-            bytes[24 * pair + 3 * place + 2] = static_cast<char>(pair & 0xFF);
+            bytes[blockSize * pair + 3 * place] = static_cast<char>(pair >> 4);
+            bytes[blockSize * pair + 3 * place + 1] = static_cast<char>((pair << 4 | pair >> 8) & 0xFF);
+            bytes[blockSize * pair + 3 * place + 2] = static_cast<char>(pair & 0xFF);
         }
         const std::string text = encoded(bytes);
         ASSERT_EQ(text, slowlyEncoded(bytes));
