@@ -24,8 +24,8 @@ public:
 
 private:
     std::ostream& _output;
-    sigset_t _signals;
-    sigset_t _before;
+    sigset_t _signals = {};
+    sigset_t _before = {};
 };
 
 } // namespace mox::tool

@@ -40,7 +40,7 @@ std::string bytesOfFile(const std::string& path, std::size_t maximumLength) {
     const Descriptor file(openForReading(path));
     if (file.number() < 0) throw Failure(Error::posix(errno), path);
     std::string bytes;
-    std::array<char, 65536> buffer;
+    std::array<char, 65536> buffer{};
     for (;;) {
         const ssize_t count = read(file.number(), buffer.data(), buffer.size());
         if (count == 0) return bytes;

@@ -74,7 +74,7 @@ public:
         MOXSubscribeKeywords& keywords = planned.keywords;
         const std::string& title = planned.resourceName;
         const bool hasIcon = addIcon(planned);
-        const std::string path = normalizedPath(keywords.inFolder + "/" + keywords.withFileName);
+        std::string path = normalizedPath(keywords.inFolder + "/" + keywords.withFileName);
         std::optional<Error> error;
         if (!_session.manager().subscribeToResource(title, keywords, &error)) {
             return take(SkippedResource{title, path + ": " + (error ? lineOfError(*error) : "failed")});

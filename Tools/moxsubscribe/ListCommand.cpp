@@ -18,7 +18,7 @@ struct ListOptions {
 /// Whether the store has the folder. The bundle model lists only folders with stubs, but any directory is
 /// one.
 bool isFolder(Session& session, const std::string& path) {
-    struct ::stat status;
+    struct ::stat status = {};
     if (session.model() == SubscriptionModel::ApplicationBundle)
         return stat(path.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
     const std::vector<std::string>& folders = session.manager().folders();

@@ -23,7 +23,7 @@ Session::Session(SubscriptionModel model, std::ostream& output, std::ostream& er
     , _storeFile(StoreFile::besideApplicationsFolder(StorelessManager().appsFolderPath()))
     , _applicationsFolder(textInStore(StorelessManager().appsFolderPath())) {}
 
-std::string Session::textInStore(std::string text) const {
+std::string Session::textInStore(const std::string& text) const {
     return _model == SubscriptionModel::Dictionary ? storedText(text) : text;
 }
 

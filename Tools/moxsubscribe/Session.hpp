@@ -50,7 +50,7 @@ public:
     const std::string& storeFilePath() const { return _storeFile.path(); }
 
 private:
-    std::string textInStore(std::string text) const;
+    std::string textInStore(const std::string& text) const;
 
     SubscriptionModel _model;
     std::ostream& _output;

@@ -14,6 +14,7 @@ template<typename Kind>
 CLI::Option* addWordOption(CLI::App& command, const std::string& name, Kind& value,
                            const std::map<std::string, Kind>& words, const std::string& description) {
     std::vector<std::string> choices;
+    choices.reserve(words.size());
     for (const auto& [word, meaning] : words)
         choices.push_back(word);
     return command
