@@ -23,7 +23,7 @@ public:
     EndSignalDescriptor& operator=(const EndSignalDescriptor&) = delete;
     ~EndSignalDescriptor() {
         // One that was not taken would end the program as soon as it is let through again.
-        signalfd_siginfo taken;
+        signalfd_siginfo taken = {};
         while (_descriptor >= 0 && read(_descriptor, &taken, sizeof taken) > 0) {
         }
         if (_descriptor >= 0) close(_descriptor);
