@@ -1,4 +1,5 @@
 #include "Formats/CanonicalPropertyListReading.hpp"
+#include "Formats/PropertyListWriting.hpp"
 #include "Formats/XMLPropertyListReading.hpp"
 
 #include <cstddef>
@@ -6,13 +7,29 @@
 #include <cstdlib>
 #include <string>
 
-// What the reader in place takes, the general one has to read as the same value. The input is a document, and
-// also what stands between the canonical head and its end.
+// What the reader in place takes, the general one has to read as the same value, and what keeps its text has
+// to be written as what is made anew. The input is a document, and also what stands between the canonical
+// head and its end.
 namespace {
+
+void require(bool holds) {
+    if (!holds) std::abort();
+}
 
 void requireAgreement(const std::string& document) {
     const auto value = mox::propertyListFromCanonicalXML(document);
-    if (value && value != mox::propertyListFromGeneralXML(document)) std::abort();
+    const auto keeping = mox::propertyListKeepingCanonicalXML(mox::SharedBytes(document));
+    require(value == keeping);
+    if (!value) return;
+    require(value == mox::propertyListFromGeneralXML(document));
+    const auto pieces = mox::xmlPiecesOfPropertyList(*keeping);
+    const auto whole = mox::xmlFromPropertyList(*value);
+    require(pieces.has_value() == whole.has_value());
+    if (!whole) return;
+    std::string joined;
+    for (const mox::ByteView piece : pieces->pieces)
+        joined += piece;
+    require(joined == *whole);
 }
 
 constexpr const char* head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"

@@ -43,7 +43,7 @@ ERRORS = {
     "faccessat": ["EIO", "EACCES"],
     "access": ["EIO", "EACCES"],
     "write": ["ENOSPC", "ENOSPC+", "EIO", "EDQUOT", "EINTR"],
-    "writev": ["ENOSPC", "EIO", "EINTR"],
+    "writev": ["ENOSPC", "ENOSPC+", "EIO", "EDQUOT", "EINTR"],
     "pwrite64": ["ENOSPC", "EIO", "EINTR"],
     "ftruncate": ["EIO", "EINTR"],
     "copy_file_range": ["ENOSPC", "EIO", "EDQUOT", "EINTR", "EXDEV", "ENOSYS"],
@@ -76,7 +76,8 @@ ERRORS = {
 }
 
 # Of these nobody notices anything: what was interrupted is repeated, what there is not has something in its place.
-HARMLESS = {(call, "EINTR") for call in ("openat", "read", "write", "fsync", "close", "copy_file_range")} | {
+HARMLESS = {(call, "EINTR") for call in ("openat", "read", "write", "writev", "fsync", "close",
+                                               "copy_file_range")} | {
     ("copy_file_range", "EXDEV"), ("copy_file_range", "ENOSYS"), ("renameat2", "EINVAL"), ("short write", "short")}
 
 # Calls that change nothing on the disk.
@@ -97,7 +98,7 @@ def faults_of(bench):
     writes = 0
     for kind, number in bench.calls():
         call = kind.split(" ")[0]
-        writes += call in ("write", "copy_file_range")
+        writes += call in ("write", "writev", "copy_file_range")
         if kind in ERRORS:
             for error in ["KILL", *ERRORS[kind], *(["TERM"] if kind not in READING else [])]:
                 yield Fault(call, number, error)

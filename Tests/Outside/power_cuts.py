@@ -32,7 +32,7 @@ from bench import SKIPPED, STRACE, Bench, enter_mounts_of_its_own, why_not
 from scenarios import SCENARIOS
 
 NAMES = ("dictionary: subscribe", "dictionary: import", "bundle: upgrade of one", "bundle: upgrade of all, used Trash")
-CHANGING = {"openat of a new file", "write", "fsync", "fdatasync", "syncfs", "fchmod", "rename", "renameat", "renameat2",
+CHANGING = {"openat of a new file", "write", "writev", "fsync", "fdatasync", "syncfs", "fchmod", "rename", "renameat", "renameat2",
             "mkdir", "mkdirat", "copy_file_range", "unlink", "unlinkat", "symlinkat", "linkat", "ftruncate", "close"}
 CUTS_OF_A_CONTROL = 20
 

@@ -5,9 +5,11 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 typedef ssize_t write_function(int, const void *, size_t);
+typedef ssize_t vector_function(int, const struct iovec *, int);
 typedef ssize_t copy_function(int, off64_t *, int, off64_t *, size_t, unsigned);
 
 static int is_short(size_t length) {
@@ -33,6 +35,21 @@ static size_t shortened(size_t length) {
 ssize_t write(int file, const void *content, size_t length) {
     write_function *const next = (write_function *)dlsym(RTLD_NEXT, "write");
     return next(file, content, shortened(length));
+}
+
+ssize_t writev(int file, const struct iovec *pieces, int count) {
+    vector_function *const next = (vector_function *)dlsym(RTLD_NEXT, "writev");
+    size_t length = 0;
+    for (int piece = 0; piece < count; ++piece)
+        length += pieces[piece].iov_len;
+    size_t left = shortened(length);
+    if (left == length) return next(file, pieces, count);
+    int whole = 0;
+    while (left >= pieces[whole].iov_len)
+        left -= pieces[whole++].iov_len;
+    if (whole > 0) return next(file, pieces, whole);
+    const struct iovec part = {pieces[0].iov_base, left};
+    return next(file, &part, 1);
 }
 
 ssize_t copy_file_range(int from, off64_t *from_offset, int to, off64_t *to_offset, size_t length, unsigned flags) {

@@ -153,6 +153,46 @@ TEST_P(FileSystemContract, An_atomic_write_replaces_a_file_whatever_the_lengths)
     EXPECT_EQ(namesIn(folder.path()), Names{"file"});
 }
 
+TEST_P(FileSystemContract, An_atomic_write_of_pieces_writes_them_one_behind_the_other) {
+    const std::string path = folder.write("file", "old");
+    const auto write = [&](const std::vector<ByteView>& pieces) {
+        EXPECT_TRUE(fileSystem->writePiecesAtomically(path, pieces, 0600));
+        Bytes whole;
+        for (const ByteView piece : pieces)
+            whole += piece;
+        EXPECT_TRUE(bytesOfFile(path) == whole) << pieces.size();
+    };
+    write({});
+    write({""});
+    write({"", "", ""});
+    write({"one"});
+    write({"one", "", "two", "", "three", ""});
+    const std::string large(700'000, 'x');
+    write({large, "y", large, "", large});
+    // More than the system takes at a time.
+    write(std::vector<ByteView>(3000, "a piece\n"));
+    EXPECT_EQ(namesIn(folder.path()), Names{"file"});
+    const std::string missing = folder.path("none/file");
+    EXPECT_TRUE(
+        isFileSystemError(fileSystem->writePiecesAtomically(missing, {"a", "b"}), 4, missing, ENOENT));
+}
+
+TEST_P(FileSystemContract, Shared_contents_are_the_contents) {
+    for (const std::string& content :
+         {std::string(), std::string("a\0b\xff", 4), std::string(3'000'000, 'x')}) {
+        const Result<SharedBytes> read = fileSystem->sharedContentsOfFile(folder.write("file", content));
+        ASSERT_TRUE(read);
+        EXPECT_TRUE(read->view() == content);
+    }
+    const auto refusal = [&](const std::string& path, Error::Code code, int errorNumber) {
+        return isFileSystemError(fileSystem->sharedContentsOfFile(path), code, path, errorNumber);
+    };
+    EXPECT_TRUE(refusal(folder.path("none"), 260, ENOENT));
+    EXPECT_TRUE(refusal(folder.path(), 256, EISDIR));
+    EXPECT_TRUE(refusal("/dev/zero", 256, EINVAL));
+    EXPECT_TRUE(refusal(withNul(folder.path("file")), 256, EINVAL));
+}
+
 TEST_P(FileSystemContract, An_atomic_write_leaves_a_reader_of_the_old_file_with_the_old_content) {
     const std::string path = folder.write("file", "old");
     ASSERT_EQ(::link(path.c_str(), folder.path("other name").c_str()), 0);

@@ -46,6 +46,7 @@ INSTANTIATE_TEST_SUITE_P(Interrupted, FileSystemContract,
 constexpr std::size_t transferLimit = 20;
 const std::string oldContent = "the old content";
 const std::string newContent = "the new content, longer than that";
+const std::vector<ByteView> newPieces = {"the new content", ", ", "longer than that"};
 
 using enum SystemCall;
 const std::vector<SystemCall> stepsOfAnAtomicWrite = {Open,   Lstat, Getentropy, Open,   Write, Write,
@@ -153,6 +154,35 @@ TEST_F(LinuxFileSystemTest, After_death_at_any_change_of_an_atomic_write_the_fil
     EXPECT_EQ(number - 2, changesOfAnAtomicWrite);
 }
 
+TEST_F(LinuxFileSystemTest, A_failure_of_any_call_while_pieces_are_written_leaves_old_or_new) {
+    for (const auto duration : {FaultDuration::Once, FaultDuration::FromThenOn}) {
+        for (const int errorNumber : errorNumbers) {
+            std::size_t number = 1;
+            for (bool hasFired = true; hasFired; ++number) {
+                SCOPED_TRACE(testing::Message() << "call " << number << ", errno " << errorNumber);
+                const ScratchFolder scratch;
+                const std::string path = scratch.write("file", oldContent);
+                Stack run;
+                run.calls.limitTransfers(transferLimit);
+                run.calls.failCall(std::nullopt, number, errorNumber, duration);
+                const Result<void> result = run.fileSystem.writePiecesAtomically(path, newPieces, 0600);
+                hasFired = run.calls.faultsFired() > 0;
+                EXPECT_EQ(bool(result), number >= 12);
+                EXPECT_EQ(contentAt(path), number <= 10 ? oldContent : newContent);
+                Names names = namesIn(scratch.path());
+                std::erase_if(names, isTemporary);
+                EXPECT_EQ(names, Names{"file"});
+            }
+            EXPECT_EQ(number - 2, stepsOfAnAtomicWrite.size());
+        }
+    }
+    calls.limitTransfers(transferLimit);
+    ASSERT_TRUE(fileSystem.writePiecesAtomically(folder.write("file", oldContent), newPieces, std::nullopt));
+    std::vector<SystemCall> steps = stepsOfAnAtomicWrite;
+    std::replace(steps.begin(), steps.end(), Write, Writev);
+    EXPECT_EQ(calls.calls(), steps);
+}
+
 /// What an atomic write over `oldContent` leaves behind after a power cut, of all that is possible.
 struct AfterPowerLoss {
     bool hasSucceeded;
@@ -163,7 +193,7 @@ struct AfterPowerLoss {
 /// Cuts the power at the `number`-th change of an atomic write, or after the last one when there are fewer.
 /// `Broken` decorates the system calls.
 template<typename Broken = ForwardingSystemCalls>
-AfterPowerLoss writeAndLosePower(std::size_t number) {
+AfterPowerLoss writeAndLosePower(std::size_t number, const std::vector<ByteView>& pieces = {newContent}) {
     const ScratchFolder scratch;
     const std::string path = scratch.write("file", oldContent);
     SystemCalls system;
@@ -174,7 +204,7 @@ AfterPowerLoss writeAndLosePower(std::size_t number) {
     LinuxFileSystem fileSystem(calls);
     mortal.limitTransfers(transferLimit);
     mortal.dieAtChange(number);
-    const bool hasSucceeded = bool(fileSystem.writeFileAtomically(path, newContent, std::nullopt));
+    const bool hasSucceeded = bool(fileSystem.writePiecesAtomically(path, pieces, std::nullopt));
     const bool hasDied = mortal.faultsFired() > 0;
     mortal.stopFailing();
 
@@ -195,6 +225,7 @@ TEST_F(LinuxFileSystemTest,
     for (bool hasDied = true; hasDied; ++number) {
         SCOPED_TRACE(testing::Message() << "change " << number);
         const AfterPowerLoss after = writeAndLosePower(number);
+        EXPECT_EQ(writeAndLosePower(number, newPieces).contents, after.contents);
         hasDied = after.hasDied;
         EXPECT_EQ(after.hasSucceeded, !hasDied);
         std::set<std::optional<Bytes>> possible = {oldContent};

@@ -1,5 +1,6 @@
 #include "Formats/Base64.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <utility>
@@ -14,17 +15,22 @@ std::size_t missingBytes(std::string_view text) {
 
 } // namespace
 
-void appendBase64(std::string& text, ByteView bytes, const Base64Loops& loops) {
-    const std::size_t start = text.size();
-    text.resize(start + (bytes.size() + 2) / 3 * 4, '=');
-    const std::size_t encoded = loops.encode(bytes, text.data() + start);
+void encodeBase64(ByteView bytes, char* text, const Base64Loops& loops) {
+    const std::size_t encoded = loops.encode(bytes, text);
     const ByteView rest = bytes.substr(encoded);
     if (rest.empty()) return;
     std::array<char, 3> group = {};
     std::array<char, 4> digits = {};
     rest.copy(group.data(), rest.size());
     loops.encode({group.data(), group.size()}, digits.data());
-    text.replace(text.size() - 4, rest.size() + 1, digits.data(), rest.size() + 1);
+    std::fill(digits.begin() + static_cast<std::ptrdiff_t>(rest.size()) + 1, digits.end(), '=');
+    std::copy(digits.begin(), digits.end(), text + encoded / 3 * 4);
+}
+
+void appendBase64(std::string& text, ByteView bytes, const Base64Loops& loops) {
+    const std::size_t start = text.size();
+    text.resize(start + base64Size(bytes.size()));
+    encodeBase64(bytes, text.data() + start, loops);
 }
 
 bool isCanonicalBase64(std::string_view text, const Base64Loops& loops) {

@@ -8,6 +8,14 @@
 
 namespace mox {
 
+/// How long the base64 form of `size` bytes is, padded and on one line.
+constexpr std::size_t base64Size(std::size_t size) {
+    return (size + 2) / 3 * 4;
+}
+
+/// Writes the base64 form of `bytes` to `text`, where there must be room for it.
+void encodeBase64(ByteView bytes, char* text, const Base64Loops& loops = base64Loops());
+
 /// Appends the base64 form of `bytes` to `text`, padded and on one line.
 void appendBase64(std::string& text, ByteView bytes, const Base64Loops& loops = base64Loops());
 

@@ -1,6 +1,7 @@
 #include "Formats/CanonicalPropertyListReading.hpp"
 
 #include "Formats/Base64.hpp"
+#include "Formats/PlainText.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/ScalarText.hpp"
 #include "Foundation/UnicodeText.hpp"
@@ -9,7 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +29,7 @@ enum class ByteClass : std::uint8_t {
     MarkUp,    ///< "<", which ends the text
     Reference, ///< "&"
     Bracket,   ///< "]", which must not begin "]]>"
+    Greater,   ///< ">", which we write as a reference
     Multibyte, ///< a part of a character above U+007F
     Unusual,   ///< what XML refuses, or replaces while it reads
 };
@@ -42,6 +44,7 @@ constexpr std::array<ByteClass, 256> byteClasses = [] {
     classes['<'] = ByteClass::MarkUp;
     classes['&'] = ByteClass::Reference;
     classes[']'] = ByteClass::Bracket;
+    classes['>'] = ByteClass::Greater;
     return classes;
 }();
 
@@ -55,39 +58,7 @@ bool isWhiteSpaceOrBase64(char character) {
            isWhiteSpace(character);
 }
 
-std::string_view trimmed(std::string_view text) {
-    while (!text.empty() && isWhiteSpace(text.front()))
-        text.remove_prefix(1);
-    while (!text.empty() && isWhiteSpace(text.back()))
-        text.remove_suffix(1);
-    return text;
-}
-
-/// Eight bytes of a text, looked at together.
-using Word = std::uint64_t;
-constexpr std::ptrdiff_t wordSize = sizeof(Word);
-
-constexpr Word eachByte(unsigned char byte) {
-    return Word{0x0101010101010101} * byte;
-}
-
-Word wordAt(const char* bytes) {
-    Word word;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-/// Whether all bytes of the word are plain, by arithmetic on all of them at once: the highest bit of a byte
-/// tells of it. May say no to a word that is plain.
-bool isPlain(Word word) {
-    constexpr Word highest = eachByte(0x80);
-    const auto hasByte = [word](unsigned char byte) {
-        const Word difference = word ^ eachByte(byte);
-        return (difference - eachByte(1)) & ~difference;
-    };
-    const Word controls = word - eachByte(0x20);
-    return ((word | controls | hasByte('<') | hasByte('&') | hasByte(']')) & highest) == 0;
-}
+constexpr std::ptrdiff_t wordSize = sizeof(TextWord);
 
 /// Whether XML takes the UTF-8 `text`: U+FFFE and U+FFFF are no characters there.
 bool isAcceptedByXML(std::string_view text) {
@@ -95,11 +66,19 @@ bool isAcceptedByXML(std::string_view text) {
            text.find("\xEF\xBF\xBF") == text.npos;
 }
 
+Bytes bytesOfCanonicalBase64(std::string_view text) {
+    return *bytesFromPlainBase64(text);
+}
+
 /// Reads one document. Each step tells whether the document still has the canonical form.
+///
+/// It also finds out which dictionaries stand in the document exactly as they are written, white space
+/// included, so that these can keep their text.
 class CanonicalReader {
 public:
-    explicit CanonicalReader(std::string_view document)
-        : _next(document.data()), _end(document.data() + document.size()) {}
+    /// Of a document without `keeper` nothing is kept.
+    CanonicalReader(std::string_view document, const SharedBytes* keeper)
+        : _keeper(keeper), _next(document.data()), _end(document.data() + document.size()) {}
 
     std::optional<PropertyList> read();
 
@@ -107,7 +86,10 @@ private:
     /// A container that is open. Its children are collected where they will stay.
     struct Open {
         bool isDictionary;
-        std::string key; ///< its own, in the dictionary around it
+        /// Whether all that was read of it is as it is written, and can be kept.
+        bool isAsWritten;
+        const char* begin; ///< where its indentation begins
+        std::string key;   ///< its own, in the dictionary around it
         std::vector<PropertyList::Entry> entries;
         PropertyList::Array values;
     };
@@ -121,16 +103,7 @@ private:
         return true;
     }
 
-    void skipWhiteSpace() {
-        // Most of it is the tabs of the indentation.
-        constexpr Word tabs = eachByte('\t');
-        if (_next != _end && *_next == '\n') ++_next;
-        while (_end - _next >= wordSize && wordAt(_next) == tabs)
-            _next += wordSize;
-        while (_next != _end && isWhiteSpace(*_next))
-            ++_next;
-    }
-
+    std::size_t skipWhiteSpace();
     bool readText(std::string& text);
     bool readReference(std::string& text);
     bool readItem();
@@ -140,20 +113,51 @@ private:
     bool close(bool isDictionary);
     bool addEmpty(bool isDictionary);
     bool add(PropertyList&& value);
-    bool addScalar(std::optional<PropertyList> value) { return value && add(*std::move(value)); }
+    bool addWrittenAs(std::string_view writtenText, std::string_view text, PropertyList&& value);
 
+    /// Tells that what has just been read may not be as it is written.
+    void differFromWritten() {
+        if (!_open.empty()) _open.back().isAsWritten = false;
+    }
+
+    static constexpr std::size_t otherWhiteSpace = std::numeric_limits<std::size_t>::max();
+
+    const SharedBytes* const _keeper;
     const char* _next;
-    const char* _end;
+    const char* const _end;
     std::optional<PropertyList> _root;
     std::vector<Open> _open;
     /// How many children the last dictionary of each depth had: the records of a store are alike.
     std::vector<std::size_t> _lastSizes;
+    /// Where the indentation of the tag that is being read begins, and whether it is as it is written.
+    const char* _lineBegin = nullptr;
+    bool _isLineAsWritten = false;
     std::string _key;
     bool _hasKey = false;
 };
 
+/// How many tabs it was, behind a line feed; `otherWhiteSpace` when it was anything else.
+std::size_t CanonicalReader::skipWhiteSpace() {
+    // Most of it is the tabs of the indentation.
+    constexpr TextWord tabs = eachByte('\t');
+    const bool beginsLine = _next != _end && *_next == '\n';
+    if (beginsLine) ++_next;
+    _lineBegin = _next;
+    while (_end - _next >= wordSize && textWordAt(_next) == tabs)
+        _next += wordSize;
+    while (_next != _end && *_next == '\t')
+        ++_next;
+    if (beginsLine && (_next == _end || !isWhiteSpace(*_next)))
+        return static_cast<std::size_t>(_next - _lineBegin);
+    while (_next != _end && isWhiteSpace(*_next))
+        ++_next;
+    return otherWhiteSpace;
+}
+
 std::optional<PropertyList> CanonicalReader::read() {
     if (!take(head)) return std::nullopt;
+    // The line feed belongs to the root's line as well.
+    --_next;
     do {
         if (!readItem()) return std::nullopt;
     } while (!_open.empty());
@@ -185,7 +189,7 @@ bool CanonicalReader::readText(std::string& text) {
     bool hasMultibyte = false;
     const char* begin = _next;
     for (const char* byte = begin; byte != _end; ++byte) {
-        while (_end - byte > wordSize && isPlain(wordAt(byte)))
+        while (_end - byte > wordSize && isPlainText(textWordAt(byte)))
             byte += wordSize;
         switch (byteClasses[static_cast<std::uint8_t>(*byte)]) {
         case ByteClass::Plain:
@@ -204,6 +208,9 @@ bool CanonicalReader::readText(std::string& text) {
             begin = _next;
             byte = _next - 1;
             break;
+        case ByteClass::Greater:
+            differFromWritten();
+            break;
         case ByteClass::Bracket:
             if (std::string_view(byte, static_cast<std::size_t>(_end - byte)).starts_with("]]>"))
                 return false;
@@ -217,21 +224,23 @@ bool CanonicalReader::readText(std::string& text) {
 
 /// Reads the next tag inside a container, or the root, with its value.
 bool CanonicalReader::readItem() {
-    skipWhiteSpace();
+    const std::size_t tabs = skipWhiteSpace();
     if (_end - _next < 3) return false;
     const bool isInDictionary = !_open.empty() && _open.back().isDictionary;
-    switch (_next[1]) {
-    case 'k':
+    if (_next[1] == '/') {
+        if (_hasKey || _open.empty()) return false;
+        if (tabs + 1 != _open.size()) differFromWritten();
+        return close(isInDictionary);
+    }
+    _isLineAsWritten = tabs == _open.size();
+    if (!_isLineAsWritten) differFromWritten();
+    if (_next[1] == 'k') {
         if (!isInDictionary || _hasKey || !take("<key>") || !readText(_key) || !take("</key>")) return false;
         _hasKey = true;
         return true;
-    case '/':
-        if (_hasKey || _open.empty()) return false;
-        return close(isInDictionary);
-    default:
-        if (isInDictionary && !_hasKey) return false;
-        return readScalar();
     }
+    if (isInDictionary && !_hasKey) return false;
+    return readScalar();
 }
 
 bool CanonicalReader::readScalar() {
@@ -239,16 +248,24 @@ bool CanonicalReader::readScalar() {
         return take(begin) && readText(text) && take(end);
     };
     std::string text;
+    std::string writtenText;
     switch (_next[1]) {
     case 's':
         return textElement("<string>", "</string>", text) &&
                add(PropertyList::validatedString(std::move(text)));
-    case 'i':
-        return textElement("<integer>", "</integer>", text) && addScalar(integerFromText(text));
+    case 'i': {
+        if (!textElement("<integer>", "</integer>", text)) return false;
+        std::optional<PropertyList> value = integerFromText(text);
+        if (!value) return false;
+        appendInteger(writtenText, *value);
+        return addWrittenAs(writtenText, text, *std::move(value));
+    }
     case 'r': {
         if (!textElement("<real>", "</real>", text)) return false;
         const std::optional<double> value = realFromText(text);
-        return value && add(PropertyList::real(*value));
+        if (!value) return false;
+        appendReal(writtenText, *value);
+        return addWrittenAs(writtenText, text, PropertyList::real(*value));
     }
     case 't':
         return take("<true/>") && add(PropertyList::boolean(true));
@@ -257,31 +274,50 @@ bool CanonicalReader::readScalar() {
     case 'a':
         return take("<array>") ? open(false) : take("<array/>") && addEmpty(false);
     case 'd':
-        if (take("<dict>")) return open(true);
-        if (take("<data>")) return readData();
-        if (take("<dict/>")) return addEmpty(true);
-        if (!textElement("<date>", "</date>", text)) return false;
-        return addScalar(dateFromText(text));
+        break;
     default:
         return false;
     }
+    if (take("<dict>")) return open(true);
+    if (take("<data>")) return readData();
+    if (take("<dict/>")) return addEmpty(true);
+    if (!textElement("<date>", "</date>", text)) return false;
+    const std::optional<PropertyList::Date> value = dateFromText(text);
+    return value && appendDate(writtenText, *value) && addWrittenAs(writtenText, text, *value);
+}
+
+bool CanonicalReader::addWrittenAs(std::string_view writtenText, std::string_view text,
+                                   PropertyList&& value) {
+    if (text != writtenText) differFromWritten();
+    return add(std::move(value));
 }
 
 bool CanonicalReader::readData() {
-    const char* end =
-        static_cast<const char*>(std::memchr(_next, '<', static_cast<std::size_t>(_end - _next)));
-    if (end == nullptr) return false;
-    const std::string_view text(_next, static_cast<std::size_t>(end - _next));
-    _next = end;
-    std::optional<Bytes> bytes = bytesFromPlainBase64(trimmed(text));
-    if (!bytes) {
-        // The platform breaks it into lines.
-        if (!std::all_of(text.begin(), text.end(), isWhiteSpaceOrBase64)) return false;
-        Base64Decoder decoder;
-        decoder.append(text);
-        bytes = decoder.take();
+    const std::size_t tabs = skipWhiteSpace();
+    const char* const begin = _next;
+    const auto rest = [this] { return std::string_view(_next, static_cast<std::size_t>(_end - _next)); };
+    _next += base64Loops().countDigits(rest());
+    for (int padding = 0; padding < 2 && rest().starts_with('='); ++padding)
+        ++_next;
+    const std::string_view text(begin, static_cast<std::size_t>(_next - begin));
+    const std::size_t closingTabs = text.empty() ? tabs : skipWhiteSpace();
+    // All before the last group is digits.
+    const std::string_view lastGroup = text.substr(text.size() - std::min<std::size_t>(text.size(), 4));
+    if (text.size() % 4 == 0 && isCanonicalBase64(lastGroup) && take("</data>")) {
+        if (tabs != _open.size() || closingTabs != _open.size()) differFromWritten();
+        return add(_keeper ? PropertyList::Data(_keeper->part(text), bytesOfCanonicalBase64)
+                           : PropertyList::Data(bytesOfCanonicalBase64(text)));
     }
-    return take("</data>") && add(PropertyList::Data(std::move(*bytes)));
+    // The platform breaks it into lines.
+    differFromWritten();
+    _next = begin;
+    const std::size_t length = std::min(rest().find('<'), rest().size());
+    const std::string_view lines = rest().substr(0, length);
+    if (!std::all_of(lines.begin(), lines.end(), isWhiteSpaceOrBase64)) return false;
+    Base64Decoder decoder;
+    decoder.append(lines);
+    _next += length;
+    return take("</data>") && add(PropertyList::Data(decoder.take()));
 }
 
 bool CanonicalReader::add(PropertyList&& value) {
@@ -300,7 +336,7 @@ bool CanonicalReader::add(PropertyList&& value) {
 bool CanonicalReader::open(bool isDictionary) {
     if (_open.size() == maximumPropertyListDepth) return false;
     const std::size_t depth = _open.size();
-    _open.push_back({isDictionary, std::exchange(_key, {}), {}, {}});
+    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::exchange(_key, {}), {}, {}});
     _hasKey = false;
     if (_lastSizes.size() == depth) _lastSizes.push_back(0);
     if (isDictionary) _open.back().entries.reserve(std::min<std::size_t>(_lastSizes[depth], 64));
@@ -317,15 +353,33 @@ bool CanonicalReader::close(bool isDictionary) {
     Open closed = std::move(_open.back());
     _open.pop_back();
     _key = std::move(closed.key);
-    if (!isDictionary) return add(std::move(closed.values));
+    if (!isDictionary) {
+        // Who changes an array's elements asks nobody, so that nothing around it is kept.
+        differFromWritten();
+        return add(std::move(closed.values));
+    }
     _lastSizes[_open.size()] = closed.entries.size();
-    return add(PropertyList::Dictionary::fromValidatedEntries(std::move(closed.entries)));
+    // One without entries would have been one tag, and the line feed belongs to the last line.
+    const bool isAsWritten = closed.isAsWritten && !closed.entries.empty() && _next != _end && *_next == '\n';
+    bool areInOrder = false;
+    auto dictionary = PropertyList::Dictionary::fromValidatedEntries(std::move(closed.entries), &areInOrder);
+    if (!isAsWritten || !areInOrder) {
+        differFromWritten();
+    } else if (_keeper) {
+        const auto length = static_cast<std::size_t>(_next + 1 - closed.begin);
+        dictionary.keepWrittenForm({_keeper->part({closed.begin, length}), _open.size()});
+    }
+    return add(std::move(dictionary));
 }
 
 } // namespace
 
 std::optional<PropertyList> propertyListFromCanonicalXML(std::string_view document) {
-    return CanonicalReader(document).read();
+    return CanonicalReader(document, nullptr).read();
+}
+
+std::optional<PropertyList> propertyListKeepingCanonicalXML(const SharedBytes& document) {
+    return CanonicalReader(document.view(), &document).read();
 }
 
 } // namespace mox

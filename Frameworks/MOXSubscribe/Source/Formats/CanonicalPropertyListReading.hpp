@@ -14,4 +14,9 @@ namespace mox {
 /// Nil says nothing about a document but that the general reader has to judge it, damaged ones included.
 std::optional<PropertyList> propertyListFromCanonicalXML(std::string_view document);
 
+/// The same; what the value holds refers to the document, which stays in memory as long as it is needed: data
+/// is not decoded before it is asked for, and each dictionary that stands there exactly as we write it keeps
+/// its text.
+std::optional<PropertyList> propertyListKeepingCanonicalXML(const SharedBytes& document);
+
 } // namespace mox

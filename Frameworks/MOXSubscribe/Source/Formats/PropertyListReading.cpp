@@ -1,5 +1,6 @@
 #include "Formats/PropertyListReading.hpp"
 
+#include "Formats/CanonicalPropertyListReading.hpp"
 #include "Formats/TextEncoding.hpp"
 #include "Formats/XMLPropertyListReading.hpp"
 
@@ -33,6 +34,11 @@ std::optional<PropertyList> propertyListFromBytes(ByteView bytes) {
         return propertyListFromUTF8XML(*document);
     }
     return propertyListFromOldStyleText(bytes);
+}
+
+std::optional<PropertyList> propertyListKeepingBytes(const SharedBytes& bytes) {
+    if (auto value = propertyListKeepingCanonicalXML(bytes)) return value;
+    return propertyListFromBytes(bytes.view());
 }
 
 } // namespace mox

@@ -2,6 +2,7 @@
 
 #include "Foundation/Bytes.hpp"
 #include "Foundation/PropertyList.hpp"
+#include "Foundation/SharedBytes.hpp"
 
 #include <cstddef>
 #include <optional>
@@ -18,6 +19,10 @@ inline constexpr std::size_t maximumPropertyListDepth = 10'240;
 /// `maximumPropertyListDepth`, or expand beyond reason. White space and comments alone, in the old-style
 /// form, are an empty dictionary.
 std::optional<PropertyList> propertyListFromBytes(ByteView bytes);
+
+/// The same. The value may keep the bytes in memory, so that what it holds is made of them only when it is
+/// asked for, and need not be made again when it is written.
+std::optional<PropertyList> propertyListKeepingBytes(const SharedBytes& bytes);
 
 /// The forms one by one, each nil as above.
 std::optional<PropertyList> propertyListFromXML(ByteView bytes);

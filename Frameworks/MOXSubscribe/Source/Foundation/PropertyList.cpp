@@ -8,14 +8,63 @@
 
 namespace mox {
 
+// Data
+
+PropertyList::Data::Data(Bytes bytes) : _content(std::make_shared<const Content>(std::move(bytes))) {}
+
+PropertyList::Data::Data(SharedBytes text, Decoder decode)
+    : _content(std::make_shared<const Content>(std::move(text), decode)) {}
+
+ByteView PropertyList::Data::bytes() const {
+    const Bytes* bytes = _content->bytes.load(std::memory_order_acquire);
+    if (bytes) return *bytes;
+    auto decoded = std::make_unique<const Bytes>(_content->decode(_content->text.view()));
+    // Of several threads the first one's bytes stay, and the others take those.
+    if (_content->bytes.compare_exchange_strong(bytes, decoded.get(), std::memory_order_acq_rel))
+        bytes = decoded.release();
+    return *bytes;
+}
+
+const SharedBytes* PropertyList::Data::text() const noexcept {
+    return _content->decode ? &_content->text : nullptr;
+}
+
+void PropertyList::Data::moveText(SharedBytes text) const {
+    if (!_content->bytes.load(std::memory_order_relaxed))
+        _content = std::make_shared<const Content>(std::move(text), _content->decode);
+}
+
+bool operator==(const PropertyList::Data& left, const PropertyList::Data& right) {
+    if (left._content == right._content) return true;
+    if (left._content->decode && left._content->decode == right._content->decode)
+        return left._content->text.view() == right._content->text.view();
+    return left.bytes() == right.bytes();
+}
+
 // Dictionary
 
 PropertyList::Dictionary::Dictionary() noexcept = default;
-PropertyList::Dictionary::Dictionary(const Dictionary& other) = default;
-PropertyList::Dictionary& PropertyList::Dictionary::operator=(const Dictionary& other) = default;
+PropertyList::Dictionary::Dictionary(const Dictionary& other) : _entries(other._entries) {}
+
+PropertyList::Dictionary& PropertyList::Dictionary::operator=(const Dictionary& other) {
+    // New entries, which no pointer that was handed out before leads to.
+    return *this = Dictionary(other);
+}
+
 PropertyList::Dictionary::Dictionary(Dictionary&& other) noexcept = default;
-PropertyList::Dictionary& PropertyList::Dictionary::operator=(Dictionary&& other) noexcept = default;
+
+PropertyList::Dictionary& PropertyList::Dictionary::operator=(Dictionary&& other) noexcept {
+    // By way of locals: `other` may live inside what is replaced.
+    std::vector<Entry> entries = std::move(other._entries);
+    auto writtenForm = std::move(other._writtenForm);
+    _entries.swap(entries);
+    _writtenForm.swap(writtenForm);
+    return *this;
+}
+
 PropertyList::Dictionary::~Dictionary() = default;
+
+const PropertyList::WrittenForm PropertyList::Dictionary::handedOut = {};
 
 PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
     for (Entry& entry : entries)
@@ -23,14 +72,17 @@ PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry
     return fromValidatedEntries(std::move(entries));
 }
 
-PropertyList::Dictionary PropertyList::Dictionary::fromValidatedEntries(std::vector<Entry> entries) {
+PropertyList::Dictionary PropertyList::Dictionary::fromValidatedEntries(std::vector<Entry> entries,
+                                                                        bool* wereInOrder) {
     const auto precedes = [](const Entry& one, const Entry& other) {
         return precedesByUTF16(one.key, other.key);
     };
     const auto isOutOfOrder = [&precedes](const Entry& one, const Entry& other) {
         return !precedes(one, other);
     };
-    if (std::adjacent_find(entries.begin(), entries.end(), isOutOfOrder) != entries.end()) {
+    const bool areInOrder = std::adjacent_find(entries.begin(), entries.end(), isOutOfOrder) == entries.end();
+    if (wereInOrder) *wereInOrder = areInOrder;
+    if (!areInOrder) {
         std::stable_sort(entries.begin(), entries.end(), precedes);
         // From the back, where the last of equal keys comes first, which is the one that unique() keeps.
         const auto firstKept =
@@ -68,12 +120,15 @@ const PropertyList* PropertyList::Dictionary::find(std::string_view key) const n
 }
 
 PropertyList* PropertyList::Dictionary::find(std::string_view key) noexcept {
+    const PropertyList* found = std::as_const(*this).find(key);
+    if (found) _writtenForm.reset(&handedOut);
     // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): takes away only what it has added.
-    return const_cast<PropertyList*>(std::as_const(*this).find(key));
+    return const_cast<PropertyList*>(found);
 }
 
-PropertyList& PropertyList::Dictionary::set(std::string key, PropertyList value) {
+const PropertyList& PropertyList::Dictionary::set(std::string key, PropertyList value) {
     key = repairedUTF8(std::move(key));
+    dropWrittenForm();
     if (_entries.empty() || precedesByUTF16(_entries.back().key, key)) {
         return _entries.emplace_back(Entry{std::move(key), std::move(value)}).value;
     }
@@ -90,15 +145,40 @@ bool PropertyList::Dictionary::remove(std::string_view key) {
 }
 
 void PropertyList::Dictionary::remove(const std::set<std::string, std::less<>>& keys) noexcept {
+    dropWrittenForm();
     std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key); });
 }
 
 std::optional<PropertyList> PropertyList::Dictionary::take(std::string_view key) {
     const std::size_t index = indexFor(key);
     if (index == _entries.size() || _entries[index].key != key) return std::nullopt;
+    dropWrittenForm();
     std::optional<PropertyList> taken(std::move(_entries[index].value));
     _entries.erase(_entries.begin() + static_cast<std::ptrdiff_t>(index));
     return taken;
+}
+
+bool PropertyList::Dictionary::rename(std::string_view key, std::string newKey) {
+    newKey = repairedUTF8(std::move(newKey));
+    const std::size_t index = indexFor(key);
+    if (index == _entries.size() || _entries[index].key != key) return false;
+    if (newKey == key) return true;
+    dropWrittenForm();
+    std::size_t place = indexFor(newKey);
+    if (place < _entries.size() && _entries[place].key == newKey) {
+        _entries[place].value = std::move(_entries[index].value);
+        _entries.erase(_entries.begin() + static_cast<std::ptrdiff_t>(index));
+        return true;
+    }
+    _entries[index].key = std::move(newKey);
+    const auto entry = _entries.begin() + static_cast<std::ptrdiff_t>(index);
+    const auto destination = _entries.begin() + static_cast<std::ptrdiff_t>(place);
+    if (entry < destination) {
+        std::rotate(entry, entry + 1, destination);
+    } else {
+        std::rotate(destination, entry, entry + 1);
+    }
+    return true;
 }
 
 const std::string* PropertyList::Dictionary::string(std::string_view key) const noexcept {
@@ -124,6 +204,14 @@ const PropertyList::Dictionary* PropertyList::Dictionary::dictionary(std::string
 PropertyList::Dictionary* PropertyList::Dictionary::dictionary(std::string_view key) noexcept {
     PropertyList* value = find(key);
     return value ? value->dictionary() : nullptr;
+}
+
+void PropertyList::Dictionary::keepWrittenForm(WrittenForm form) const {
+    _writtenForm.reset(new WrittenForm(std::move(form)));
+}
+
+void PropertyList::Dictionary::dropWrittenForm() noexcept {
+    if (canKeepWrittenForm()) _writtenForm.reset();
 }
 
 bool operator==(const PropertyList::Dictionary& left, const PropertyList::Dictionary& right) {
@@ -178,10 +266,9 @@ PropertyList& PropertyList::operator=(const PropertyList& other) {
 }
 
 PropertyList& PropertyList::operator=(PropertyList&& other) noexcept {
-    // By way of a local: `other` may live inside what is replaced.
-    PropertyList previous(std::move(*this));
-    PropertyList next(std::move(other));
-    _value = std::move(next._value);
+    // By way of a local: `other` may live inside what is replaced, which goes at the end.
+    const PropertyList previous(std::move(*this));
+    _value = std::move(other._value);
     return *this;
 }
 

@@ -2,7 +2,9 @@
 
 #include "Foundation/Bytes.hpp"
 #include "Foundation/Export.hpp"
+#include "Foundation/SharedBytes.hpp"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -48,24 +50,62 @@ public:
     };
 
     /// Bytes that never change; copies share them, from any thread.
-    class Data {
+    class MOX_EXPORT Data {
     public:
+        /// Makes the bytes for which a text stands.
+        using Decoder = Bytes (*)(std::string_view text);
+
         /// Takes over `bytes`.
-        explicit Data(Bytes bytes) : _bytes(std::make_shared<const Bytes>(std::move(bytes))) {}
+        explicit Data(Bytes bytes);
 
-        /// The bytes; the view holds as long as this value or a copy of it lives.
-        ByteView bytes() const noexcept { return *_bytes; }
+        /// The bytes that `decode` makes of `text`, which is not done before they are asked for. The text
+        /// must be the only one that stands for them, so that equal bytes have equal texts.
+        Data(SharedBytes text, Decoder decode);
 
-        friend bool operator==(const Data& left, const Data& right) noexcept {
-            return left._bytes == right._bytes || *left._bytes == *right._bytes;
-        }
+        /// The bytes; the view holds as long as this value or a copy of it lives. Decodes the text when it is
+        /// asked for the first time, which takes memory.
+        ByteView bytes() const;
+
+        /// The text that stands for the bytes; null when they were not made of one.
+        const SharedBytes* text() const noexcept;
+
+        /// Lets an equal text elsewhere stand for the bytes, so that the whole of which it was a part need
+        /// not stay in memory. Does nothing once the bytes have been decoded, since there may be views of
+        /// them. This is no change of the value.
+        void moveText(SharedBytes text) const;
+
+        friend MOX_EXPORT bool operator==(const Data& left, const Data& right);
 
     private:
-        std::shared_ptr<const Bytes> _bytes;
+        struct Content {
+            explicit Content(Bytes&& newBytes) : bytes(new Bytes(std::move(newBytes))) {}
+            Content(SharedBytes&& newText, Decoder newDecoder) noexcept
+                : text(std::move(newText)), decode(newDecoder) {}
+            ~Content() { delete bytes.load(std::memory_order_relaxed); }
+
+            /// Null until the text has been decoded, then always the same.
+            mutable std::atomic<const Bytes*> bytes = nullptr;
+            SharedBytes text;
+            Decoder decode = nullptr;
+        };
+
+        mutable std::shared_ptr<const Content> _content;
+    };
+
+    /// The text of a dictionary in a document: whole lines, from the indentation of the tag that opens it to
+    /// the line feed behind the one that closes it.
+    struct WrittenForm {
+        SharedBytes text;
+        /// In how many containers the dictionary is, which its indentation tells.
+        std::size_t depth;
     };
 
     /// Values by key, always in the order of their keys' UTF-16 code units. Pointers and iterators into a
     /// dictionary hold until its next `set` or `remove`.
+    ///
+    /// A dictionary may keep its text in the document that it was read from or written to, so that it need
+    /// not be made again. A change drops that text, and a dictionary out of which a pointer was handed by
+    /// which what is in it can be changed keeps none any more, wherever it is moved; a copy starts anew.
     class MOX_EXPORT Dictionary {
     public:
         /// An empty dictionary; then copying, moving and destroying, none of which takes stack for depth.
@@ -78,11 +118,12 @@ public:
 
         /// The dictionary of `entries`, given in any order; of a key that is there more than once the last
         /// one stays. Ill-formed UTF-8 in a key is repaired. Takes linear time when they are in order
-        /// already, and n log n time otherwise.
+        /// already, and n log n time otherwise. No pointer into `entries` may be used afterwards.
         static Dictionary fromEntries(std::vector<Entry> entries);
 
-        /// The same of entries whose keys a reader has already found to be well-formed UTF-8.
-        static Dictionary fromValidatedEntries(std::vector<Entry> entries);
+        /// The same of entries whose keys a reader has already found to be well-formed UTF-8. Tells through
+        /// `wereInOrder` whether the keys were in ascending order, each there once.
+        static Dictionary fromValidatedEntries(std::vector<Entry> entries, bool* wereInOrder = nullptr);
 
         /// How many entries there are.
         bool empty() const noexcept { return _entries.empty(); }
@@ -98,7 +139,7 @@ public:
 
         /// Stores `value` under `key` in place of what was there. Ill-formed UTF-8 in `key` is repaired.
         /// Storing keys in ascending order takes constant time each. Returns the stored value.
-        PropertyList& set(std::string key, PropertyList value);
+        const PropertyList& set(std::string key, PropertyList value);
 
         /// Removes the value under `key`; whether there was one.
         bool remove(std::string_view key);
@@ -109,6 +150,10 @@ public:
         /// Removes the value under `key` and returns it; nil when there was none.
         std::optional<PropertyList> take(std::string_view key);
 
+        /// Puts the value that is under `key` under `newKey`, in place of what was there; whether there was
+        /// one. Only the entries between the two places move. Ill-formed UTF-8 in `newKey` is repaired.
+        bool rename(std::string_view key, std::string newKey);
+
         /// The value under `key` when it has the named kind; null otherwise.
         const std::string* string(std::string_view key) const noexcept;
         const Data* data(std::string_view key) const noexcept;
@@ -116,14 +161,39 @@ public:
         const Dictionary* dictionary(std::string_view key) const noexcept;
         Dictionary* dictionary(std::string_view key) noexcept;
 
+        /// The text that is kept; null when there is none.
+        const WrittenForm* writtenForm() const noexcept {
+            return _writtenForm.get() == &handedOut ? nullptr : _writtenForm.get();
+        }
+
+        /// Whether the dictionary can keep its text; the dictionaries in it may still be in the way.
+        bool canKeepWrittenForm() const noexcept { return _writtenForm.get() != &handedOut; }
+
+        /// Keeps the text, which must be the one that writing the dictionary at that depth makes. The
+        /// dictionary must be able to, and so must all in it; there must be no array in it, whose elements
+        /// can be reached without its knowledge. This is no change of the value.
+        void keepWrittenForm(WrittenForm form) const;
+
         friend MOX_EXPORT bool operator==(const Dictionary& left, const Dictionary& right);
 
     private:
         friend class PropertyList;
 
+        struct WrittenFormDeleter {
+            void operator()(const WrittenForm* form) const noexcept {
+                if (form != &handedOut) delete form;
+            }
+        };
+
+        /// Stands in the place of the text for that there can be none, since what is in the dictionary may be
+        /// changed by somebody who holds a pointer to it.
+        static const WrittenForm handedOut;
+
+        void dropWrittenForm() noexcept;
         std::size_t indexFor(std::string_view key) const noexcept;
 
         std::vector<Entry> _entries;
+        mutable std::unique_ptr<const WrittenForm, WrittenFormDeleter> _writtenForm;
     };
 
     /// The value of each kind; text is repaired where it is ill-formed.

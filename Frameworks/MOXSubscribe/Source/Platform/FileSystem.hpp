@@ -2,6 +2,7 @@
 
 #include "Foundation/Bytes.hpp"
 #include "Foundation/Result.hpp"
+#include "Foundation/SharedBytes.hpp"
 
 #include <cstdint>
 #include <functional>
@@ -85,6 +86,9 @@ public:
     /// more than 4 GiB (1 GiB where addresses have 32 bits), which is none of ours. Nothing is changed.
     virtual Result<Bytes> contentsOfFile(const std::string& path) = 0;
 
+    /// The same bytes in memory of their own, which others can share.
+    virtual Result<SharedBytes> sharedContentsOfFile(const std::string& path) = 0;
+
     /// Makes `content` the content of the file at `path`, atomically and durably: at every instant, also
     /// after a crash, the path holds the old file or the new one, byte for byte. It is written beside the
     /// target under another name, synchronised, renamed over it, and the directory is synchronised.
@@ -96,6 +100,10 @@ public:
     /// place.
     virtual Result<void> writeFileAtomically(const std::string& path, ByteView content,
                                              std::optional<FileMode> newFileMode = std::nullopt) = 0;
+
+    /// The same for content in pieces, which are written one behind the other.
+    virtual Result<void> writePiecesAtomically(const std::string& path, const std::vector<ByteView>& pieces,
+                                               std::optional<FileMode> newFileMode = std::nullopt) = 0;
 
     /// Makes `content` the content of the file at `path` by writing into it, links followed; a missing file
     /// is made with 0666 less the umask. Not atomic: after a failure the file may be short.

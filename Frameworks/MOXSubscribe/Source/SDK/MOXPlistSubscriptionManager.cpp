@@ -9,6 +9,7 @@
 #include "SDK/SubscribeArguments.hpp"
 
 #include <iterator>
+#include <limits>
 #include <map>
 #include <set>
 #include <utility>
@@ -51,19 +52,25 @@ PropertyList::Dictionary* subscriptionsOfNode(PropertyList::Dictionary* node) {
 /// removes the source's name. Required to be in that order: when both are the same, the value is gone.
 void moveValue(PropertyList::Dictionary& source, const std::string& sourceName,
                PropertyList::Dictionary& destination, const std::string& destinationName) {
-    if (&source != &destination || sourceName != destinationName) {
+    if (&source != &destination) {
         // The place is made first: once nothing can fail any more, the value changes over.
         destination.set(destinationName, PropertyList::boolean(false));
         *destination.find(destinationName) = std::move(*source.find(sourceName));
+    } else if (sourceName != destinationName) {
+        source.rename(sourceName, destinationName);
+        return;
     }
     source.remove(sourceName);
 }
 
+/// Whether the path of `name` in `folder` is what stands in both, with a "/" between them.
+bool isPlainlyJoined(const std::string& folder, const std::string& name) {
+    return !folder.empty() && !name.empty() && name.find('/') == name.npos;
+}
+
 /// As `stringByAppendingPathComponent`, for a `folder` that came from it (and so needs no second look).
 std::string joinedPath(const std::string& folder, const std::string& name) {
-    if (folder.empty() || name.empty() || name.find('/') != name.npos) {
-        return stringByAppendingPathComponent(folder, name);
-    }
+    if (!isPlainlyJoined(folder, name)) return stringByAppendingPathComponent(folder, name);
     std::string path;
     path.reserve(folder.size() + 1 + name.size());
     path += folder;
@@ -71,6 +78,54 @@ std::string joinedPath(const std::string& folder, const std::string& name) {
     path += name;
     return path;
 }
+
+/// Lists paths anew, taking over those of the old list that are still right: from one save to the next most
+/// of them are, and making them again would take as long as all else but the writing. The old list stays as
+/// it is until it is replaced, for which nothing can fail any more.
+class RenewedPaths {
+public:
+    explicit RenewedPaths(std::vector<std::string>& paths) : _old(paths) {}
+
+    void add(std::string path) { _new.push_back({std::move(path), none}); }
+
+    void add(const std::string& folder, const std::string& name) {
+        // Behind a removal the next one fits, and behind an insertion the same one again.
+        for (std::size_t old = _next; old < _old.size() && old < _next + 2; ++old) {
+            if (!isPathOf(_old[old], folder, name)) continue;
+            _new.push_back({{}, old});
+            _next = old + 1;
+            return;
+        }
+        add(joinedPath(folder, name));
+    }
+
+    void replaceOld() {
+        _result.reserve(_new.size());
+        for (Path& path : _new)
+            _result.push_back(std::move(path.old == none ? path.text : _old[path.old]));
+        _old.swap(_result);
+    }
+
+private:
+    static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
+
+    struct Path {
+        std::string text;
+        std::size_t old;
+    };
+
+    static bool isPathOf(const std::string& path, const std::string& folder, const std::string& name) {
+        if (!isPlainlyJoined(folder, name)) return false;
+        const std::size_t separators = folder.back() == '/' ? 0 : 1;
+        return path.size() == folder.size() + separators + name.size() && path.ends_with(name) &&
+               path.starts_with(folder) && path[path.size() - name.size() - 1] == '/';
+    }
+
+    std::vector<std::string>& _old;
+    std::vector<Path> _new;
+    std::vector<std::string> _result;
+    std::size_t _next = 0;
+};
 
 } // namespace
 
@@ -125,8 +180,8 @@ void MOXPlistSubscriptionManager::loadSubscriptions() {
 
     // What refuses to be looked at or read is a file all the same; taken for a missing one, it would be
     // overwritten.
-    if (const auto bytes = fileSystem.contentsOfFile(*_plistPath)) {
-        _subscriptionHierarchy = propertyListFromBytes(*bytes);
+    if (const auto bytes = fileSystem.sharedContentsOfFile(*_plistPath)) {
+        _subscriptionHierarchy = propertyListKeepingBytes(*bytes);
     }
     if (_subscriptionHierarchy && _subscriptionHierarchy->dictionary()) {
         const std::lock_guard lock(monitor());
@@ -221,9 +276,10 @@ bool MOXPlistSubscriptionManager::folderContainsSubscriptions(const PropertyList
 
 bool MOXPlistSubscriptionManager::writeSubscriptions() const {
     if (!_plistPath || !_subscriptionHierarchy) return false;
-    const std::optional<Bytes> bytes = storedFormOfPropertyList(*_subscriptionHierarchy);
-    if (!bytes) return false;
-    return static_cast<bool>(platform().fileSystem.writeFileAtomically(*_plistPath, *bytes, plistFileMode));
+    const std::optional<DocumentPieces> document = storedPiecesOfPropertyList(*_subscriptionHierarchy);
+    if (!document) return false;
+    return static_cast<bool>(
+        platform().fileSystem.writePiecesAtomically(*_plistPath, document->pieces, plistFileMode));
 }
 
 void MOXPlistSubscriptionManager::saveSubscriptions() {
@@ -244,13 +300,13 @@ void MOXPlistSubscriptionManager::updateConvenienceArrays() {
         const PropertyList::Dictionary* node;
         std::string path;
     };
-    std::vector<std::string> subscriptionPaths;
+    RenewedPaths subscriptionPaths(_subscriptionPaths);
     std::vector<std::string> folders;
-    const auto listSubscriptions = [&subscriptionPaths](const PropertyList::Dictionary& node, auto pathOf) {
+    const auto listSubscriptions = [](const PropertyList::Dictionary& node, auto listName) {
         const PropertyList::Dictionary* subscriptions = node.dictionary(subscriptionsKey);
         if (!subscriptions) return;
         for (const PropertyList::Entry& entry : *subscriptions)
-            subscriptionPaths.push_back(pathOf(entry.key));
+            listName(entry.key);
     };
     // A list of its own instead of recursion, the next folder at its end.
     std::vector<Folder> pending;
@@ -265,7 +321,7 @@ void MOXPlistSubscriptionManager::updateConvenienceArrays() {
 
     if (_subscriptionHierarchy) {
         const PropertyList::Dictionary& root = *_subscriptionHierarchy->dictionary();
-        listSubscriptions(root, [](const std::string& name) { return name; });
+        listSubscriptions(root, [&](const std::string& name) { subscriptionPaths.add(name); });
         listFoldersLater(root, "");
     }
     while (!pending.empty()) {
@@ -273,13 +329,13 @@ void MOXPlistSubscriptionManager::updateConvenienceArrays() {
         pending.pop_back();
         if (folder.node) {
             listSubscriptions(*folder.node,
-                              [&folder](const std::string& name) { return joinedPath(folder.path, name); });
+                              [&](const std::string& name) { subscriptionPaths.add(folder.path, name); });
             listFoldersLater(*folder.node, folder.path);
         }
         folders.push_back(folder.path);
     }
     // The arrays stay the same objects, since callers hold them.
-    _subscriptionPaths.swap(subscriptionPaths);
+    subscriptionPaths.replaceOld();
     _folders.swap(folders);
 }
 
@@ -299,9 +355,8 @@ bool MOXPlistSubscriptionManager::createFolderAtPath(std::string_view path, std:
             reportBadlyFormedDictionary(names::createFolderAtPath, 364);
             break;
         }
-        PropertyList* child = folders->find(component);
-        if (!child) child = &folders->set(component, newFolderNode());
-        node = child->dictionary();
+        if (!std::as_const(*folders).find(component)) folders->set(component, newFolderNode());
+        node = folders->dictionary(component);
     }
     saveSubscriptions();
     return true;

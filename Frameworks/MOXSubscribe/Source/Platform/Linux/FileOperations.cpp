@@ -4,6 +4,7 @@
 
 #include <climits>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <fcntl.h>
@@ -27,8 +28,9 @@ mode_t modeUntilSet(std::optional<FileMode> mode) {
     return mode ? 0600 : 0666;
 }
 
-ErrorNumber fillNewFile(SystemCalls& system, Descriptor& file, ByteView content, std::optional<FileMode> mode,
-                        bool& isMade) {
+template<typename Content>
+ErrorNumber fillNewFile(SystemCalls& system, Descriptor& file, const Content& content,
+                        std::optional<FileMode> mode, bool& isMade) {
     if (file.openError() != 0) return file.openError();
     isMade = true;
     if (const ErrorNumber error = writeAll(system, file.number(), content)) return error;
@@ -139,6 +141,27 @@ ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content) {
     return 0;
 }
 
+ErrorNumber writeAll(SystemCalls& system, int descriptor, const std::vector<ByteView>& pieces) {
+    if (pieces.size() == 1) return writeAll(system, descriptor, pieces.front());
+    std::vector<struct ::iovec> rest;
+    rest.reserve(pieces.size());
+    for (const ByteView piece : pieces)
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the call does not change what it writes.
+        rest.push_back({const_cast<char*>(piece.data()), piece.size()});
+    for (std::size_t next = 0; next != rest.size();) {
+        const int count = static_cast<int>(std::min<std::size_t>(rest.size() - next, IOV_MAX));
+        const ssize_t written = uninterrupted([&] { return system.writev(descriptor, &rest[next], count); });
+        if (written < 0) return errno;
+        auto left = static_cast<std::size_t>(written);
+        while (next != rest.size() && left >= rest[next].iov_len)
+            left -= rest[next++].iov_len;
+        if (left == 0) continue;
+        rest[next].iov_base = static_cast<char*>(rest[next].iov_base) + left;
+        rest[next].iov_len -= left;
+    }
+    return 0;
+}
+
 ErrorNumber synchronize(SystemCalls& system, int descriptor) {
     return errorNumberOf(uninterrupted([&] { return system.fsync(descriptor); }));
 }
@@ -152,10 +175,10 @@ ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
     return synchronizeFolder(system, folder.number());
 }
 
-ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
+ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, const std::vector<ByteView>& pieces,
                          std::optional<FileMode> mode, bool& isMade) {
     Descriptor file(system, path, newFileFlags, modeUntilSet(mode));
-    return fillNewFile(system, file, content, mode, isMade);
+    return fillNewFile(system, file, pieces, mode, isMade);
 }
 
 ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace mox {
 
@@ -90,6 +91,9 @@ ErrorNumber refusalOfKind(mode_t mode);
 /// Writes all of `content` to the open file.
 ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content);
 
+/// Writes all of the pieces to the open file, one behind the other.
+ErrorNumber writeAll(SystemCalls& system, int descriptor, const std::vector<ByteView>& pieces);
+
 /// Makes the content of the open file safe.
 ErrorNumber synchronize(SystemCalls& system, int descriptor);
 
@@ -98,10 +102,11 @@ ErrorNumber synchronize(SystemCalls& system, int descriptor);
 ErrorNumber synchronizeFolder(SystemCalls& system, int folder);
 ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder);
 
-/// Makes the file `path`, which must not exist yet, with `content`, on the disk before it returns; its name
-/// in the folder is not synchronised. Without `mode` the umask decides. What was made is left to the caller
-/// in case of failure too, and `isMade` tells of it. `path` is relative to the open `folder`, when given.
-ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, ByteView content,
+/// Makes the file `path`, which must not exist yet, with `content`, or the pieces of it, on the disk before
+/// it returns; its name in the folder is not synchronised. Without `mode` the umask decides. What was made is
+/// left to the caller in case of failure too, and `isMade` tells of it. `path` is relative to the open
+/// `folder`, when given.
+ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, const std::vector<ByteView>& pieces,
                          std::optional<FileMode> mode, bool& isMade);
 ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,
                          std::optional<FileMode> mode, bool& isMade);

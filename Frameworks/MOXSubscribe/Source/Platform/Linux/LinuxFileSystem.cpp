@@ -1,5 +1,6 @@
 #include "Platform/Linux/LinuxFileSystem.hpp"
 
+#include "Foundation/BytesBuffer.hpp"
 #include "Foundation/PathRules.hpp"
 #include "Platform/FileSystemErrors.hpp"
 #include "Platform/Linux/DirectoryReader.hpp"
@@ -14,6 +15,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <string_view>
@@ -29,42 +31,59 @@ namespace {
 constexpr std::uintmax_t longestContent =
     sizeof(std::size_t) > 4 ? std::uintmax_t{1} << 32 : std::uintmax_t{1} << 30;
 
-/// Appends to `content` what is left of the file, but `limit` bytes at most, and tells through `isAtEnd`
-/// whether the end was seen.
-ErrorNumber appendRest(SystemCalls& system, int descriptor, std::size_t limit, Bytes& content,
-                       bool& isAtEnd) {
-    const std::size_t start = content.size();
-    content.resize(start + limit);
-    std::size_t length = start;
-    while (length != content.size() && !isAtEnd) {
-        const ssize_t count = uninterrupted(
-            [&] { return system.read(descriptor, content.data() + length, content.size() - length); });
+/// Fills the `limit` bytes at `content` with what is left of the file; tells how many there were, and whether
+/// the end was seen.
+ErrorNumber readRest(SystemCalls& system, int descriptor, char* content, std::size_t limit,
+                     std::size_t& length, bool& isAtEnd) {
+    length = 0;
+    while (length != limit && !isAtEnd) {
+        const ssize_t count =
+            uninterrupted([&] { return system.read(descriptor, content + length, limit - length); });
         if (count < 0) return errno;
         isAtEnd = count == 0;
         length += static_cast<std::size_t>(count);
     }
-    content.resize(length);
     return 0;
 }
 
-/// Reads what is left of the file, of which about `expectedSize` bytes are expected. The size is only a hint:
-/// a file may grow meanwhile, and some that the kernel makes up have none.
-ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Bytes& content) {
+/// Reads what is left of the file, of which about `expectedSize` bytes are expected, into the memory that
+/// `resize` gives for a number of bytes. The size is only a hint: a file may grow meanwhile, and some that
+/// the kernel makes up have none.
+template<typename Resize>
+ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Resize resize) {
     constexpr std::size_t piece = 16384;
     if (expectedSize > longestContent) return EFBIG;
+    auto limit = static_cast<std::size_t>(expectedSize);
+    std::size_t length = 0;
     bool isAtEnd = false;
-    if (const ErrorNumber error =
-            appendRest(system, descriptor, static_cast<std::size_t>(expectedSize), content, isAtEnd)) {
+    if (const ErrorNumber error = readRest(system, descriptor, resize(limit), limit, length, isAtEnd))
         return error;
-    }
     // The end is looked for with a buffer of its own: the content, which may be large, would have to move.
     while (!isAtEnd) {
-        Bytes more;
-        if (const ErrorNumber error = appendRest(system, descriptor, piece, more, isAtEnd)) return error;
-        if (more.size() > longestContent - content.size()) return EFBIG;
-        content += more;
+        std::array<char, piece> more;
+        std::size_t count = 0;
+        if (const ErrorNumber error = readRest(system, descriptor, more.data(), piece, count, isAtEnd))
+            return error;
+        if (count > longestContent - length) return EFBIG;
+        if (count != 0) std::memcpy(resize(length + count) + length, more.data(), count);
+        length += count;
     }
+    resize(length);
     return 0;
+}
+
+/// Reads the file at `path` as `readAll` does.
+template<typename Resize>
+ErrorNumber readFile(SystemCalls& system, const std::string& path, Resize resize) {
+    if (holdsNul(path)) return EINVAL;
+    // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.
+    const Descriptor file(system, path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    if (file.openError() != 0) return file.openError();
+    struct ::stat status;
+    if (system.fstat(file.number(), &status) < 0) return errno;
+    if (const ErrorNumber error = refusalOfKind(status.st_mode)) return error;
+    const auto size = static_cast<std::uintmax_t>(std::max<off_t>(status.st_size, 0));
+    return readAll(system, file.number(), size, resize);
 }
 
 /// The permission bits that the file to be written over `path` must have; nil when the umask decides.
@@ -75,11 +94,14 @@ ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::
     return 0;
 }
 
-ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView content,
+ErrorNumber replaceFile(SystemCalls& system, const std::string& path, const std::vector<ByteView>& pieces,
                         std::optional<FileMode> newFileMode) {
     if (holdsNul(path)) return EINVAL;
+    std::uintmax_t length = 0;
+    for (const ByteView piece : pieces)
+        length += piece.size();
     // What could not be read again must not take the place of what can.
-    if (content.size() > longestContent) return EFBIG;
+    if (length > longestContent) return EFBIG;
     const std::string folderPath = folderOf(path);
     // Opened before anything is written, so that once the new file is in place only the synchronisation
     // itself can still fail.
@@ -92,7 +114,7 @@ ErrorNumber replaceFile(SystemCalls& system, const std::string& path, ByteView c
     const std::string temporaryPath = folderPath + "/" + temporaryName;
 
     bool isMade = false;
-    ErrorNumber error = writeNewFile(system, temporaryPath, content, mode, isMade);
+    ErrorNumber error = writeNewFile(system, temporaryPath, pieces, mode, isMade);
     if (error == 0) error = errorNumberOf(system.rename(temporaryPath.c_str(), path.c_str()));
     if (error == 0) return synchronizeFolder(system, folder);
     if (isMade) system.unlink(temporaryPath.c_str());
@@ -173,23 +195,31 @@ Result<ItemIdentity> LinuxFileSystem::identityOfItem(const std::string& path) {
 }
 
 Result<Bytes> LinuxFileSystem::contentsOfFile(const std::string& path) {
-    if (holdsNul(path)) return readError(path, EINVAL);
-    // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.
-    const Descriptor file(_system, path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
-    if (file.openError() != 0) return readError(path, file.openError());
-    struct ::stat status;
-    if (_system.fstat(file.number(), &status) < 0) return readError(path, errno);
-    if (const ErrorNumber error = refusalOfKind(status.st_mode)) return readError(path, error);
     Bytes content;
-    const auto size = static_cast<std::uintmax_t>(std::max<off_t>(status.st_size, 0));
-    if (const ErrorNumber error = readAll(_system, file.number(), size, content))
-        return readError(path, error);
+    const auto resize = [&content](std::size_t size) {
+        content.resize(size);
+        return content.data();
+    };
+    if (const ErrorNumber error = readFile(_system, path, resize)) return readError(path, error);
     return content;
+}
+
+Result<SharedBytes> LinuxFileSystem::sharedContentsOfFile(const std::string& path) {
+    BytesBuffer content;
+    const auto resize = [&content](std::size_t size) { return content.resize(size); };
+    if (const ErrorNumber error = readFile(_system, path, resize)) return readError(path, error);
+    return content.take();
 }
 
 Result<void> LinuxFileSystem::writeFileAtomically(const std::string& path, ByteView content,
                                                   std::optional<FileMode> newFileMode) {
-    if (const ErrorNumber error = replaceFile(_system, path, content, newFileMode))
+    return writePiecesAtomically(path, {content}, newFileMode);
+}
+
+Result<void> LinuxFileSystem::writePiecesAtomically(const std::string& path,
+                                                    const std::vector<ByteView>& pieces,
+                                                    std::optional<FileMode> newFileMode) {
+    if (const ErrorNumber error = replaceFile(_system, path, pieces, newFileMode))
         return writeError(path, error);
     return {};
 }

@@ -33,6 +33,10 @@ ssize_t SystemCalls::copy_file_range(int source, int destination, std::size_t si
     return ::copy_file_range(source, nullptr, destination, nullptr, size, 0);
 }
 
+ssize_t SystemCalls::writev(int descriptor, const struct ::iovec* pieces, int count) {
+    return ::writev(descriptor, pieces, count);
+}
+
 int SystemCalls::fsync(int descriptor) {
     return ::fsync(descriptor);
 }

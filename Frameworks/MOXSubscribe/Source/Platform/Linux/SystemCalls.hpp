@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <sys/uio.h>
 
 namespace mox {
 
@@ -28,6 +29,7 @@ public:
     virtual ssize_t write(int descriptor, const void* bytes, std::size_t size);
     /// Both from where the descriptors stand, so without offsets and flags.
     virtual ssize_t copy_file_range(int source, int destination, std::size_t size);
+    virtual ssize_t writev(int descriptor, const struct ::iovec* pieces, int count);
     virtual int fsync(int descriptor);
     virtual int syncfs(int descriptor);
     virtual int fchmod(int descriptor, mode_t mode);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <limits>
 #include <utility>
 
 namespace mox::test {
@@ -15,6 +16,7 @@ bool mayBeInterrupted(SystemCall call) {
     case SystemCall::Read:
     case SystemCall::Write:
     case SystemCall::CopyFileRange:
+    case SystemCall::Writev:
     case SystemCall::Fsync:
     case SystemCall::Getdents64:
         return true;
@@ -148,6 +150,17 @@ ssize_t FaultySystemCalls::write(int descriptor, const void* bytes, std::size_t 
 ssize_t FaultySystemCalls::copy_file_range(int source, int destination, std::size_t size) {
     if (refuses(SystemCall::CopyFileRange, Effect::Changes)) return -1;
     return ForwardingSystemCalls::copy_file_range(source, destination, limited(size));
+}
+
+ssize_t FaultySystemCalls::writev(int descriptor, const struct ::iovec* pieces, int count) {
+    if (refuses(SystemCall::Writev, Effect::Changes)) return -1;
+    std::vector<struct ::iovec> transferred(pieces, pieces + count);
+    std::size_t left = limited(std::numeric_limits<std::size_t>::max());
+    for (struct ::iovec& piece : transferred) {
+        piece.iov_len = std::min(piece.iov_len, left);
+        left -= piece.iov_len;
+    }
+    return ForwardingSystemCalls::writev(descriptor, transferred.data(), count);
 }
 
 int FaultySystemCalls::fsync(int descriptor) {

@@ -17,6 +17,7 @@ enum class SystemCall {
     Read,
     Write,
     CopyFileRange,
+    Writev,
     Fsync,
     Syncfs,
     Fchmod,
@@ -54,18 +55,18 @@ public:
 
     /// Lets nothing reach the disk any more from the `number`-th call (from now, 1 is the next one) on that
     /// would change it, as if the process had died there: all of these calls fail with EIO. What they had
-    /// changed before stays. Opening to write or make a file, write, copy_file_range, fsync, syncfs, fchmod,
-    /// and what makes, removes or renames an item count.
+    /// changed before stays. Opening to write or make a file, write, writev, copy_file_range, fsync, syncfs,
+    /// fchmod, and what makes, removes or renames an item count.
     void dieAtChange(std::size_t number);
 
     /// Sets no fault any more.
     void stopFailing();
 
-    /// Lets every first try of open, openat, read, write, copy_file_range, fsync and getdents64 fail with
-    /// EINTR: the same call succeeds when it is made again at once.
+    /// Lets every first try of open, openat, read, write, writev, copy_file_range, fsync and getdents64 fail
+    /// with EINTR: the same call succeeds when it is made again at once.
     void interruptFirstTries();
 
-    /// Lets no read, write or copy_file_range transfer more than `size` bytes.
+    /// Lets no read, write, writev or copy_file_range transfer more than `size` bytes.
     void limitTransfers(std::size_t size);
 
     /// Runs `action` just before the `number`-th call from now (1 is the next one), as if somebody else were
@@ -87,6 +88,7 @@ public:
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     ssize_t copy_file_range(int source, int destination, std::size_t size) override;
+    ssize_t writev(int descriptor, const struct ::iovec* pieces, int count) override;
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int fchmod(int descriptor, mode_t mode) override;

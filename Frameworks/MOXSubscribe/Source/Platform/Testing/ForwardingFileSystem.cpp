@@ -62,11 +62,24 @@ Result<Bytes> ForwardingFileSystem::contentsOfFile(const std::string& path) {
     return _target.contentsOfFile(path);
 }
 
+Result<SharedBytes> ForwardingFileSystem::sharedContentsOfFile(const std::string& path) {
+    if (const auto error = faultFor(FileSystemOperation::ContentsOfFile)) return readError(path, *error);
+    return _target.sharedContentsOfFile(path);
+}
+
 Result<void> ForwardingFileSystem::writeFileAtomically(const std::string& path, ByteView content,
                                                        std::optional<FileMode> newFileMode) {
     if (const auto error = faultFor(FileSystemOperation::WriteFileAtomically))
         return writeError(path, *error);
     return _target.writeFileAtomically(path, content, newFileMode);
+}
+
+Result<void> ForwardingFileSystem::writePiecesAtomically(const std::string& path,
+                                                         const std::vector<ByteView>& pieces,
+                                                         std::optional<FileMode> newFileMode) {
+    if (const auto error = faultFor(FileSystemOperation::WriteFileAtomically))
+        return writeError(path, *error);
+    return _target.writePiecesAtomically(path, pieces, newFileMode);
 }
 
 Result<void> ForwardingFileSystem::writeFileInPlace(const std::string& path, ByteView content) {

@@ -13,8 +13,8 @@ namespace mox::test {
 enum class FileSystemOperation {
     ItemKind,
     ItemIdentity,
-    ContentsOfFile,
-    WriteFileAtomically,
+    ContentsOfFile,      ///< Shared or not.
+    WriteFileAtomically, ///< In pieces or not.
     WriteFileInPlace,
     CreateDirectory,
     MoveItem,
@@ -58,8 +58,11 @@ public:
     ItemKind itemKindAtPath(const std::string& path) override;
     Result<ItemIdentity> identityOfItem(const std::string& path) override;
     Result<Bytes> contentsOfFile(const std::string& path) override;
+    Result<SharedBytes> sharedContentsOfFile(const std::string& path) override;
     Result<void> writeFileAtomically(const std::string& path, ByteView content,
                                      std::optional<FileMode> newFileMode) override;
+    Result<void> writePiecesAtomically(const std::string& path, const std::vector<ByteView>& pieces,
+                                       std::optional<FileMode> newFileMode) override;
     Result<void> writeFileInPlace(const std::string& path, ByteView content) override;
     Result<void> createDirectoryWithIntermediates(const std::string& path, FileMode newMode) override;
     Result<void> moveItem(const std::string& source, const std::string& destination) override;

@@ -26,6 +26,10 @@ ssize_t ForwardingSystemCalls::copy_file_range(int source, int destination, std:
     return _target.copy_file_range(source, destination, size);
 }
 
+ssize_t ForwardingSystemCalls::writev(int descriptor, const struct ::iovec* pieces, int count) {
+    return _target.writev(descriptor, pieces, count);
+}
+
 int ForwardingSystemCalls::fsync(int descriptor) {
     return _target.fsync(descriptor);
 }

@@ -16,6 +16,7 @@ public:
     ssize_t read(int descriptor, void* buffer, std::size_t size) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     ssize_t copy_file_range(int source, int destination, std::size_t size) override;
+    ssize_t writev(int descriptor, const struct ::iovec* pieces, int count) override;
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int fchmod(int descriptor, mode_t mode) override;

@@ -281,6 +281,18 @@ ssize_t PowerLossSystemCalls::write(int descriptor, const void* bytes, std::size
     return written;
 }
 
+ssize_t PowerLossSystemCalls::writev(int descriptor, const struct ::iovec* pieces, int count) {
+    const ssize_t written = ForwardingSystemCalls::writev(descriptor, pieces, count);
+    if (written < 0) return written;
+    const std::lock_guard lock(_mutex);
+    for (auto left = static_cast<std::size_t>(written); left > 0; ++pieces) {
+        const std::size_t size = std::min(left, pieces->iov_len);
+        noteWriting(descriptor, {static_cast<const char*>(pieces->iov_base), size});
+        left -= size;
+    }
+    return written;
+}
+
 ssize_t PowerLossSystemCalls::copy_file_range(int source, int destination, std::size_t size) {
     const ssize_t copied = ForwardingSystemCalls::copy_file_range(source, destination, size);
     if (copied < 0) return copied;

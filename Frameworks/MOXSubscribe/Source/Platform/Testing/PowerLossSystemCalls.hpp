@@ -47,6 +47,7 @@ public:
     int close(int descriptor) override;
     ssize_t write(int descriptor, const void* bytes, std::size_t size) override;
     ssize_t copy_file_range(int source, int destination, std::size_t size) override;
+    ssize_t writev(int descriptor, const struct ::iovec* pieces, int count) override;
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int mkdir(const char* path, mode_t mode) override;

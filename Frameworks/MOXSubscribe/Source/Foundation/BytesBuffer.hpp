@@ -1,0 +1,77 @@
+#pragma once
+
+#include "Foundation/SharedBytes.hpp"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <utility>
+
+namespace mox {
+
+/// Bytes that grow at their end and are shared at last. Memory for more of them is not filled before they are
+/// written, and the system moves much of it without copying.
+class BytesBuffer {
+public:
+    std::size_t size() const { return _size; }
+    std::string_view view() const { return {_storage.get(), _size}; }
+
+    /// Where to write the next `count` bytes, which belong to the bytes once `extend` has told of them.
+    char* room(std::size_t count) {
+        if (_capacity - _size < count) setCapacity(std::max(_size + count, _capacity * 2));
+        return _storage.get() + _size;
+    }
+    void extend(std::size_t count) { _size += count; }
+
+    void append(std::string_view text) {
+        std::memcpy(room(text.size()), text.data(), text.size());
+        extend(text.size());
+    }
+
+    void append(std::size_t count, char character) {
+        std::memset(room(count), character, count);
+        extend(count);
+    }
+
+    /// Drops what is behind the first `size` bytes.
+    void truncate(std::size_t size) { _size = size; }
+
+    /// Makes the bytes `size` in number, of which those that are new have any value, and gives the first one.
+    char* resize(std::size_t size) {
+        if (size > _capacity) setCapacity(size);
+        _size = size;
+        return _storage.get();
+    }
+
+    /// The bytes, which the buffer gives away.
+    SharedBytes take() {
+        if (_size == 0) return {};
+        if (_size != _capacity) setCapacity(_size);
+        const std::shared_ptr<const char> owner = std::move(_storage);
+        _capacity = 0;
+        return SharedBytes({owner.get(), std::exchange(_size, 0)}, owner);
+    }
+
+private:
+    struct Free {
+        void operator()(char* storage) const { std::free(storage); }
+    };
+
+    void setCapacity(std::size_t capacity) {
+        void* storage = std::realloc(_storage.get(), capacity);
+        if (storage == nullptr) throw std::bad_alloc();
+        static_cast<void>(_storage.release());
+        _storage.reset(static_cast<char*>(storage));
+        _capacity = capacity;
+    }
+
+    std::unique_ptr<char, Free> _storage;
+    std::size_t _size = 0;
+    std::size_t _capacity = 0;
+};
+
+} // namespace mox

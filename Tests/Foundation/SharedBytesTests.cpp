@@ -1,0 +1,68 @@
+#include "Foundation/BytesBuffer.hpp"
+#include "Foundation/SharedBytes.hpp"
+
+#include <gtest/gtest.h>
+
+namespace mox {
+namespace {
+
+TEST(SharedBytes, A_part_keeps_the_whole_in_memory) {
+    auto owner = std::make_shared<const Bytes>("some bytes that are shared");
+    const std::weak_ptr<const Bytes> watched = owner;
+    SharedBytes part;
+    {
+        const SharedBytes whole(*owner, owner);
+        part = whole.part(whole.view().substr(5, 5));
+    }
+    owner.reset();
+    EXPECT_EQ(part.view(), "bytes");
+    EXPECT_EQ(part.whole(), "some bytes that are shared");
+    part = SharedBytes();
+    EXPECT_TRUE(watched.expired());
+    EXPECT_EQ(part.view(), "");
+    EXPECT_EQ(part.whole(), "");
+}
+
+TEST(SharedBytes, A_copy_outlives_its_original) {
+    std::optional<SharedBytes> original(Bytes(100, 'x'));
+    const SharedBytes copy = *original;
+    original.reset();
+    EXPECT_EQ(copy.view(), Bytes(100, 'x'));
+}
+
+TEST(BytesBuffer, Bytes_are_appended_cut_and_given_away) {
+    BytesBuffer buffer;
+    EXPECT_EQ(buffer.take().view(), "");
+    Bytes expected;
+    for (int count = 0; count < 1000; ++count) {
+        buffer.append("some ");
+        buffer.append(3, '\t');
+        expected += "some \t\t\t";
+    }
+    *buffer.room(1) = '.';
+    EXPECT_EQ(buffer.view(), expected);
+    buffer.extend(1);
+    EXPECT_EQ(buffer.view(), expected + ".");
+    buffer.truncate(7);
+    EXPECT_EQ(buffer.size(), 7U);
+    const SharedBytes given = buffer.take();
+    EXPECT_EQ(given.view(), "some \t\t");
+    EXPECT_EQ(buffer.view(), "");
+    buffer.append("anew");
+    EXPECT_EQ(buffer.view(), "anew");
+    EXPECT_EQ(given.view(), "some \t\t");
+}
+
+TEST(BytesBuffer, It_is_made_as_long_as_is_asked_for) {
+    BytesBuffer buffer;
+    buffer.resize(3)[2] = 'c';
+    char* const bytes = buffer.resize(100'000);
+    EXPECT_EQ(bytes[2], 'c');
+    bytes[0] = 'a';
+    bytes[1] = 'b';
+    buffer.resize(3);
+    EXPECT_EQ(buffer.take().view(), "abc");
+}
+
+} // namespace
+} // namespace mox
