@@ -145,7 +145,7 @@ private:
     }
 
     const bool _usesKeptText = false;
-    const Documents _abandoned;
+    const Documents _abandoned = {};
     BytesBuffer _text;
     std::vector<Open> _open;
     std::string _number;
