@@ -81,5 +81,34 @@ TEST(BundleModelBased, Kept_steps_show_no_difference) {
         });
 }
 
+TEST(BundleModelBased, Kept_steps_of_rare_repairs_and_failures_show_no_difference) {
+    const std::string stub = "~/Applications/A.app";
+    const Step foreign = {.operation = Operation::Interfere,
+                          .path = stub,
+                          .other = "none",
+                          .resource = "Word",
+                          .type = 1,
+                          .variant = static_cast<int>(Interference::Stub),
+                          .paths = {"server"}};
+    const Step removal = {.operation = Operation::RemoveAll,
+                          .resource = "Word",
+                          .store = "Store",
+                          .fault = 10 * static_cast<int>(FaultKind::Removal) + 1};
+    compareWith(newPair,
+                {
+                    {.operation = Operation::CreateFolder, .path = "~/Applications"},
+                    foreign,
+                    {.operation = Operation::UpdateOne, .path = stub, .variant = GivesStoreNameBlock},
+                    {.operation = Operation::UpdateOne,
+                     .path = stub,
+                     .store = "Store",
+                     .variant = GivesStoreNameBlock | GivesIconBlock},
+                    {.operation = Operation::DeliverFolderEvents, .paths = {"~/Applications/"}},
+                    {.operation = Operation::LookUp, .path = stub},
+                    removal,
+                    {.operation = Operation::RemoveAll, .resource = "Word", .store = "Store"},
+                });
+}
+
 } // namespace
 } // namespace mox::test::model

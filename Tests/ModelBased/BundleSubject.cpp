@@ -108,7 +108,8 @@ void materialise(const Item& item, const std::string& path) {
                            : item.icon   ? iconFileOfSide(item.icon)
                                          : item.bytes);
     }
-    fs::create_directory(path);
+    std::error_code failure;
+    if (!fs::create_directory(path, failure)) return;
     for (const auto& [name, child] : item.items)
         materialise(child, path + "/" + name);
 }
