@@ -65,8 +65,8 @@ void withFreshStores(benchmark::State& state, const StoreSize& size,
 }
 
 void serialise(const Store& store) {
-    const auto bytes = storedFormOfPropertyList(store.tree());
-    require(bytes && !bytes->empty(), "the store cannot be written");
+    const auto document = storedPiecesOfPropertyList(store.tree());
+    require(document && !document->pieces.empty(), "the store cannot be written");
 }
 
 void serialiseFresh(benchmark::State& state, const StoreSize& size) {
