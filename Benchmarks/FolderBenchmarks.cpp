@@ -1,3 +1,4 @@
+#include "Formats/ImageCoding.hpp"
 #include "Platform/Linux/LinuxFileSystem.hpp"
 #include "Platform/Platform.hpp"
 #include "SDK/MOXFileSubscription.hpp"
@@ -21,6 +22,8 @@
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include "BareSubscription.hpp"
 
 // The application-bundle model on a RAM disk, which is the user's home meanwhile: building its lists anew,
 // one subscription, and reading a launch alias; beside other ways to the same answer, and the bare system
@@ -48,7 +51,9 @@ public:
         require(::mkdtemp(_path.data()) != nullptr, "there is no RAM disk to write to");
         for (const char* variable : {"XDG_DATA_HOME", "XDG_CONFIG_HOME", "TMPDIR"})
             ::unsetenv(variable);
-        require(::setenv("HOME", _path.c_str(), 1) == 0, "the home cannot be set");
+        // Somebody who uses a desktop has a language.
+        require(::setenv("HOME", _path.c_str(), 1) == 0 && ::setenv("LANG", "en_US.UTF-8", 1) == 0,
+                "the environment cannot be set");
     }
     Home(const Home&) = delete;
     Home& operator=(const Home&) = delete;
@@ -62,8 +67,14 @@ std::string appsFolder() {
     return std::string(std::getenv("HOME")) + "/Applications";
 }
 
+std::string dataFolder() {
+    return std::string(std::getenv("HOME")) + "/.local/share";
+}
+
+/// No stub is there any more, and none is known.
 void emptyAppsFolder() {
     std::filesystem::remove_all(appsFolder());
+    std::filesystem::remove_all(dataFolder());
     std::filesystem::create_directories(appsFolder());
 }
 
@@ -78,18 +89,22 @@ MOXSubscribeKeywords keywordsFor(const std::string& fileName) {
             .inFolder = appsFolder()};
 }
 
-void subscribe(Store& store, const std::string& fileName) {
-    std::optional<Error> error;
-    if (!store.subscribeToResource("Controller:" + fileName, keywordsFor(fileName), &error))
-        throw std::runtime_error(error ? error->description() : "no subscription");
-}
-
 std::string templatePath() {
     const auto record = MOXFileSubscription::subscriptionWithFileName(
         "Any", {.resourceName = "Controller:Any", .type = MOXSubscriptionType::Application});
     const std::optional<std::string> path = record->templatePath();
     require(path.has_value(), "there is no template beside this program");
     return *path;
+}
+
+std::string contentsOf(const std::string& path) {
+    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    struct stat status = {};
+    require(descriptor >= 0 && ::fstat(descriptor, &status) == 0, "cannot open " + path);
+    std::string contents(static_cast<std::size_t>(status.st_size), '\0');
+    require(::read(descriptor, contents.data(), contents.size()) == status.st_size, "cannot read " + path);
+    ::close(descriptor);
+    return contents;
 }
 
 // Building the lists
@@ -203,20 +218,64 @@ std::string stubName(int number) {
     return "Resource " + std::to_string(number) + ".app";
 }
 
-void subscribeOurs(benchmark::State& state) {
+/// What a server tells of a resource besides its name.
+enum class Information { None, Full };
+
+/// An icon from a PNG file of its own, texts, and documents of a type that the desktop does not know. No icon
+/// comes twice in a row.
+MOXOptionalInfo fullInformation(int number) {
+    static const std::vector<Image> icons = [] {
+        std::vector<Image> read;
+        for (const std::string name : {"brush", "calculator", "chart", "desktop", "mail", "notepad"})
+            read.push_back(
+                *imageFromBytes(contentsOf(std::string(MOX_SAMPLE_ICONS) + "/" + name + "_256x256.png")));
+        return read;
+    }();
+    const MOXFileType fileType = {
+        .group = "Benchmark Document", .extensions = {".moxbench"}, .description = "A document"};
+    return {
+        {std::string(MOXOptionalInfoIconImageKey), icons[static_cast<std::size_t>(number) % icons.size()]},
+        {std::string(MOXOptionalInfoDescriptionKey), "What a person is told of the resource"},
+        {std::string(MOXOptionalInfoLaunchURLKey), "https://store.example/launch/" + stubName(number)},
+        {std::string(MOXOptionalInfoFileTypesKey), std::vector{fileType}}};
+}
+
+MOXSubscribeKeywords keywordsFor(int number, Information information) {
+    MOXSubscribeKeywords keywords = keywordsFor(stubName(number));
+    if (information == Information::Full) keywords.andOptionalInfo = fullInformation(number);
+    return keywords;
+}
+
+void subscribe(Store& store, const MOXSubscribeKeywords& keywords) {
+    std::optional<Error> error;
+    if (!store.subscribeToResource("Controller:" + keywords.withFileName, keywords, &error))
+        throw std::runtime_error(error ? error->description() : "no subscription");
+}
+
+/// The first one of all makes the folders of the desktop, which does not count.
+void makeFirstStub(Store& store, Information information) {
+    const LaunchRegistrationBatch batch(currentPlatform().launchRegistration);
+    subscribe(store, keywordsFor(0, information));
+}
+
+void subscribeOurs(benchmark::State& state, Information information) {
     Store store;
-    int number = 0;
+    makeFirstStub(store, information);
+    std::vector<MOXSubscribeKeywords> keywords;
+    for (int number = 1; number <= subscriptions; ++number)
+        keywords.push_back(keywordsFor(number, information));
+    auto next = keywords.begin();
     for ([[maybe_unused]] auto _ : state)
-        subscribe(store, stubName(number++));
+        subscribe(store, *next++);
 }
 
 /// The desktop's programs run once for all, behind what is measured.
-void subscribeInBatch(benchmark::State& state) {
+void subscribeInBatch(benchmark::State& state, Information information) {
     const LaunchRegistrationBatch batch(currentPlatform().launchRegistration);
-    subscribeOurs(state);
+    subscribeOurs(state, information);
 }
 
-void copyTemplate(benchmark::State& state) {
+void copyTemplate(benchmark::State& state, Information) {
     SystemCalls system;
     LinuxFileSystem fileSystem(system);
     const std::string source = templatePath();
@@ -226,20 +285,22 @@ void copyTemplate(benchmark::State& state) {
         require(bool(fileSystem.copyItem(source, folder, stubName(number++))), "no copy");
 }
 
+void subscribeBare(benchmark::State& state, Information information) {
+    Store store;
+    makeFirstStub(store, information);
+    const BareSubscription bare(templatePath(), appsFolder() + "/" + stubName(0), dataFolder());
+    int number = 1;
+    for ([[maybe_unused]] auto _ : state) {
+        bare.make(appsFolder(), stubName(number), number);
+        ++number;
+        benchmark::DoNotOptimize(findBare(store));
+    }
+}
+
 // Reading a launch alias
 
 std::string aliasPath() {
     return appsFolder() + "/" + stubName(0) + std::string(aliasInStub);
-}
-
-std::string contentsOf(const std::string& path) {
-    const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    struct stat status = {};
-    require(descriptor >= 0 && ::fstat(descriptor, &status) == 0, "cannot open " + path);
-    std::string contents(static_cast<std::size_t>(status.st_size), '\0');
-    require(::read(descriptor, contents.data(), contents.size()) == status.st_size, "cannot read " + path);
-    ::close(descriptor);
-    return contents;
 }
 
 void readOurs(const std::string& path) {
@@ -260,7 +321,7 @@ void readBare(const std::string& path) {
 
 void measureReading(benchmark::State& state, void (*read)(const std::string& path)) {
     Store store;
-    subscribe(store, stubName(0));
+    makeFirstStub(store, Information::None);
     const std::string path = aliasPath();
     state.counters["bytes"] = static_cast<double>(contentsOf(path).size());
     for ([[maybe_unused]] auto _ : state)
@@ -299,13 +360,13 @@ void addRebuilds() {
                                     {"find", findByProgram, false},
                                     {"standard library", findByLibrary},
                                     {"floor", findBare}};
-    for (const int stubs : {1'000, 10'000}) {
+    for (const int stubs : {100, 1'000, 10'000, 100'000}) {
         for (int round = 0; round < rounds; ++round) {
             for (const Subject& subject : subjects) {
                 const auto measured = [finder = subject.finder, stubs](benchmark::State& state) {
                     measureRebuild(state, finder, stubs);
                 };
-                auto& added = add("rebuild", subject.name, stubs, 50'000 / stubs, measured);
+                auto& added = add("rebuild", subject.name, stubs, std::max(2, 50'000 / stubs), measured);
                 // The processor's time is this process's alone.
                 if (!subject.isInThisProcess) added.UseRealTime();
             }
@@ -314,12 +375,28 @@ void addRebuilds() {
 }
 
 void addSubscriptions() {
-    for (int round = 0; round < rounds; ++round) {
+    struct Operation {
+        const char* name;
+        void (*measured)(benchmark::State& state, Information information);
+        Information information;
         // The desktop's programs take their time in other processes.
-        add("subscribe", "ours", 1, subscriptions, onEmptyFolder(subscribeOurs)).UseRealTime();
-        add("subscribe", "template's copy", 1, subscriptions, onEmptyFolder(copyTemplate)).UseRealTime();
-        add("subscribe in a batch", "ours", 1, subscriptions, onEmptyFolder(subscribeInBatch));
-        add("subscribe in a batch", "template's copy", 1, subscriptions, onEmptyFolder(copyTemplate));
+        bool runsPrograms;
+    };
+    constexpr Operation operations[] = {
+        {"subscribe", subscribeOurs, Information::Full, true},
+        {"subscribe in a batch", subscribeInBatch, Information::Full, false},
+        {"subscribe in a batch, template's icon", subscribeInBatch, Information::None, false}};
+    for (const Operation& operation : operations) {
+        const std::pair<const char*, void (*)(benchmark::State&, Information)> subjects[] = {
+            {"ours", operation.measured}, {"template's copy", copyTemplate}, {"floor", subscribeBare}};
+        for (int round = 0; round < rounds; ++round) {
+            for (const auto& [subject, run] : subjects) {
+                auto& added = add(operation.name, subject, 1, subscriptions,
+                                  onEmptyFolder([run = run, information = operation.information](
+                                                    benchmark::State& state) { run(state, information); }));
+                if (operation.runsPrograms) added.UseRealTime();
+            }
+        }
     }
 }
 

@@ -478,6 +478,45 @@ TEST(ICNSReading, A_damaged_picture_leaves_the_others) {
     EXPECT_EQ(read(iconFile(element("ic12", png) + good + element("il32", "\xFF"))), read(iconFile(good)));
 }
 
+TEST(ICNSReading, PNG_files_are_passed_on_without_being_decoded) {
+    const Bytes png = *pngFromRepresentation(square(256));
+    const auto image =
+        undecodedImageFromICNS(iconFile(element("ic13", png) + element("is32", packedSquare(1, 2, 3))));
+    ASSERT_TRUE(image);
+    ASSERT_EQ(image->representations.size(), 2U);
+    const Image::Representation& passedOn = image->representations[0];
+    EXPECT_EQ(passedOn.pixelsWide, 256U);
+    EXPECT_EQ(passedOn.pixelsHigh, 256U);
+    EXPECT_EQ(passedOn.size, (Image::Size{128, 128}));
+    EXPECT_TRUE(passedOn.pixels.empty());
+    EXPECT_EQ(pngFromRepresentation(passedOn), png);
+    EXPECT_EQ(image->representations[1], read(iconFile(element("is32", packedSquare(1, 2, 3)))).at(0));
+}
+
+TEST(ICNSReading, PNG_files_that_are_passed_on_are_undamaged) {
+    const Bytes png = *pngFromRepresentation(square(64));
+    const auto isLeftOut = [](const Bytes& damaged) {
+        return !undecodedImageFromICNS(iconFile(element("ic12", damaged)));
+    };
+    EXPECT_FALSE(isLeftOut(png));
+    for (std::size_t position = 0; position < png.size(); ++position) {
+        Bytes damaged = png;
+        damaged[position] = static_cast<char>(damaged[position] ^ 1);
+        EXPECT_TRUE(isLeftOut(damaged)) << position;
+        EXPECT_TRUE(isLeftOut(png.substr(0, position))) << position;
+    }
+    EXPECT_FALSE(isLeftOut(png + "what follows the end"));
+    EXPECT_TRUE(isLeftOut(pngFile(pngHeader(maximumImageSide + 1, 1, 8, 6), "")));
+}
+
+TEST(ICNSReading, A_chunk_of_a_PNG_file_that_a_reader_may_leave_out_may_be_damaged) {
+    Bytes png = *pngFromRepresentation(square(64));
+    const std::size_t behindTheHeader = 8 + 4 + 4 + 13 + 4;
+    png.insert(behindTheHeader, bigEndian(4) + "teXt" + "text" + "none");
+    EXPECT_TRUE(imageFromICNS(iconFile(element("ic12", png))));
+    EXPECT_TRUE(undecodedImageFromICNS(iconFile(element("ic12", png))));
+}
+
 TEST(ICNSReading, Pictures_that_announce_huge_sides_are_left_out) {
     for (const auto& [wide, high] : {std::pair(100'000U, 100'000U), {maximumImageSide + 1, 1U}}) {
         const Bytes png = pngFile(pngHeader(wide, high, 8, 6), Bytes(10, '\0'));

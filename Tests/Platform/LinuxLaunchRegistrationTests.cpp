@@ -92,6 +92,40 @@ TEST_F(LinuxLaunchRegistrationTest, The_icon_goes_into_the_folder_of_each_of_its
     EXPECT_EQ(image->representations.at(0).pixelsWide, 32U);
 }
 
+TEST_F(LinuxLaunchRegistrationTest, A_picture_that_is_a_PNG_file_in_the_stub_is_the_same_file_in_the_theme) {
+    const std::string stub = registerStub("Word.app", {.iconSides = {256}});
+    const Bytes icon = test::bytesOfFile(stub + "/Contents/Resources/DockApplication.icns");
+    const Bytes file = desktop.files().at("icons/hicolor/256x256/apps/" + nameOfOnlyEntry() + ".png");
+    ASSERT_GT(file.size(), 100U);
+    EXPECT_NE(icon.find(file), icon.npos);
+}
+
+TEST_F(LinuxLaunchRegistrationTest, A_picture_that_is_a_damaged_PNG_file_is_left_out) {
+    const std::string stub = desktop.writeStub("Word.app", {.iconSides = {16, 256}});
+    const std::string path = stub + "/Contents/Resources/DockApplication.icns";
+    Bytes icon = test::bytesOfFile(path);
+    icon.at(icon.size() - 20) = static_cast<char>(icon.at(icon.size() - 20) ^ 1);
+    desktop.writeFile(path, icon);
+    EXPECT_EQ(registration.registerBundle(stub), 0);
+    EXPECT_THAT(desktop.pathsOfFiles(".png"),
+                ElementsAre("icons/hicolor/16x16/apps/" + nameOfOnlyEntry() + ".png"));
+}
+
+TEST_F(LinuxLaunchRegistrationTest, Stubs_in_a_batch_have_their_own_icons_whether_equal_or_not) {
+    const LaunchRegistrationBatch batch(registration);
+    std::vector<std::vector<std::string>> folders;
+    for (const std::vector<std::uint32_t>& sides :
+         {std::vector<std::uint32_t>{16, 48}, {16, 48}, {}, {32}, {16, 48}}) {
+        const std::string stub = registerStub("Word.app", {.iconSides = sides});
+        folders.push_back(desktop.pathsOfFiles(".png"));
+        for (std::string& path : folders.back())
+            path = path.substr(0, path.find("/apps/"));
+        registration.bundleRemoved(stub);
+    }
+    const std::vector<std::string> two = {"icons/hicolor/16x16", "icons/hicolor/48x48"};
+    EXPECT_THAT(folders, ElementsAre(two, two, IsEmpty(), ElementsAre("icons/hicolor/32x32"), two));
+}
+
 TEST_F(LinuxLaunchRegistrationTest, A_stub_without_a_readable_icon_has_an_entry_without_icon) {
     const std::string stub = desktop.writeStub("Word.app");
     desktop.writeFile(stub + "/Contents/Resources/DockApplication.icns", "no icon");

@@ -338,7 +338,8 @@ bool CanonicalReader::open(bool isDictionary) {
     const std::size_t depth = _open.size();
     _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::exchange(_key, {}), {}, {}});
     _hasKey = false;
-    if (_lastSizes.size() == depth) _lastSizes.push_back(0);
+    constexpr std::size_t firstGuess = 16;
+    if (_lastSizes.size() == depth) _lastSizes.push_back(firstGuess);
     if (isDictionary) _open.back().entries.reserve(std::min<std::size_t>(_lastSizes[depth], 64));
     return true;
 }

@@ -211,7 +211,9 @@ const ElementType* typeNamed(std::string_view name) {
 
 class Reading {
 public:
-    explicit Reading(ByteView bytes) : _elements(elementsOf(bytes)) {}
+    /// `readPNG` reads the pictures that are PNG files.
+    Reading(ByteView bytes, decltype(representationFromPNG)& readPNG)
+        : _elements(elementsOf(bytes)), _readPNG(readPNG) {}
 
     std::optional<Image> image() {
         Image image;
@@ -233,7 +235,7 @@ private:
         } else if (content.starts_with(channelsSignature)) {
             representation = fromChannels(type, content.substr(channelsSignature.size()));
         } else {
-            representation = representationFromPNG(content, _budget);
+            representation = _readPNG(content, _budget);
         }
         if (!representation) return std::nullopt;
         const double pixelsPerPoint = type.pixelsPerPoint;
@@ -296,6 +298,7 @@ private:
     }
 
     std::vector<Element> _elements;
+    decltype(representationFromPNG)& _readPNG;
     DecodingBudget _budget;
 };
 
@@ -319,7 +322,11 @@ std::optional<Bytes> icnsWithRepresentations(const std::vector<Image::Representa
 }
 
 std::optional<Image> imageFromICNS(ByteView bytes) {
-    return Reading(bytes).image();
+    return Reading(bytes, representationFromPNG).image();
+}
+
+std::optional<Image> undecodedImageFromICNS(ByteView bytes) {
+    return Reading(bytes, undecodedRepresentationFromPNG).image();
 }
 
 } // namespace mox

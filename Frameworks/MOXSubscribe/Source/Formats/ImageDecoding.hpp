@@ -45,6 +45,10 @@ std::optional<double> pixelsPerInch(std::uint32_t pixels, double points);
 /// The picture of a PNG file; nil when it is none, is damaged or exceeds `budget`.
 std::optional<Image::Representation> representationFromPNG(ByteView bytes, DecodingBudget& budget);
 
+/// The same without its pixels, which takes no time to speak of: for who passes the file on. Damage shows in
+/// the checksums; compressed pixels that are wrong in spite of theirs are not noticed.
+std::optional<Image::Representation> undecodedRepresentationFromPNG(ByteView bytes, DecodingBudget& budget);
+
 /// The first pictures of a TIFF file, `maximumCount` at most and as far as `budget` goes; empty when it is
 /// none or one of them is damaged.
 std::vector<Image::Representation> representationsFromTIFF(ByteView bytes, std::size_t maximumCount,

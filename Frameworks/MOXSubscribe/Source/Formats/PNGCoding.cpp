@@ -62,19 +62,52 @@ public:
     ~Reader() { png_destroy_read_struct(&_png, &_info, nullptr); }
 
     std::optional<Image::Representation> representation(DecodingBudget& budget) {
-        if (!_info || !readHeader()) return std::nullopt;
-        _read.pixelsWide = png_get_image_width(_png, _info);
-        _read.pixelsHigh = png_get_image_height(_png, _info);
-        if (!isAcceptedImageSize(_read.pixelsWide, _read.pixelsHigh)) return std::nullopt;
-        if (!budget.takePicture(_read.pixelsWide, _read.pixelsHigh)) return std::nullopt;
-        _read.size = size();
+        if (!readSize(budget)) return std::nullopt;
         _read.pixels.resize(std::size_t{_read.pixelsWide} * _read.pixelsHigh * 4);
         if (!readPixels()) return std::nullopt;
         _read.png = std::make_shared<const Bytes>(_bytes);
         return std::move(_read);
     }
 
+    std::optional<Image::Representation> undecodedRepresentation(DecodingBudget& budget) {
+        if (!readSize(budget) || !hasRightChecksums()) return std::nullopt;
+        _read.png = std::make_shared<const Bytes>(_bytes);
+        return std::move(_read);
+    }
+
 private:
+    bool readSize(DecodingBudget& budget) {
+        if (!_info || !readHeader()) return false;
+        _read.pixelsWide = png_get_image_width(_png, _info);
+        _read.pixelsHigh = png_get_image_height(_png, _info);
+        _read.size = size();
+        return isAcceptedImageSize(_read.pixelsWide, _read.pixelsHigh) &&
+               budget.takePicture(_read.pixelsWide, _read.pixelsHigh);
+    }
+
+    /// Whether all chunks that count are there, up to that of the end, with the checksums that they have.
+    bool hasRightChecksums() const {
+        constexpr std::size_t numberLength = 4;
+        const auto numberAt = [](ByteView bytes) {
+            std::uint32_t number = 0;
+            for (const char byte : bytes.substr(0, numberLength))
+                number = number << 8 | static_cast<std::uint8_t>(byte);
+            return number;
+        };
+        for (ByteView rest = _bytes.substr(pngSignature.size()); rest.size() >= 3 * numberLength;) {
+            const std::size_t length = numberAt(rest);
+            if (length > rest.size() - 3 * numberLength) return false;
+            const ByteView chunk = rest.substr(numberLength, numberLength + length);
+            rest.remove_prefix(numberLength + chunk.size());
+            // What a reader may leave out begins with a small letter.
+            const bool counts = chunk.front() >= 'A' && chunk.front() <= 'Z';
+            if (counts && libdeflate_crc32(0, chunk.data(), chunk.size()) != numberAt(rest)) return false;
+            if (chunk.starts_with("IEND")) return true;
+            rest.remove_prefix(numberLength);
+        }
+        return false;
+    }
+
     static void readBytes(png_structp png, png_bytep target, std::size_t count) {
         auto& unread = static_cast<Reader*>(png_get_io_ptr(png))->_unread;
         if (count > unread.size()) png_error(png, "The file ends too early");
@@ -265,6 +298,10 @@ Bytes compressedPixels(const Image::Representation& representation) {
 
 std::optional<Image::Representation> representationFromPNG(ByteView bytes, DecodingBudget& budget) {
     return Reader(bytes).representation(budget);
+}
+
+std::optional<Image::Representation> undecodedRepresentationFromPNG(ByteView bytes, DecodingBudget& budget) {
+    return Reader(bytes).undecodedRepresentation(budget);
 }
 
 std::optional<Bytes> pngFromRepresentation(const Image::Representation& representation) {

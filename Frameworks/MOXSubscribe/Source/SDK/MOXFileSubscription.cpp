@@ -141,6 +141,16 @@ bool takesSmallIconsOnly() {
            systemVersionPart(SystemVersionPart::BugFix) >= 8;
 }
 
+std::vector<Image::Representation>
+smallRepresentations(const std::vector<Image::Representation>& representations) {
+    std::vector<Image::Representation> small;
+    std::ranges::copy_if(representations, std::back_inserter(small),
+                         [](const Image::Representation& representation) {
+                             return representation.pixelsHigh < 129 && representation.pixelsWide < 129;
+                         });
+    return small;
+}
+
 /// Stores the framework's error for `key` where the caller wants it, and logs. The error is made first.
 /// False, the result of the operation that failed.
 bool failWriting(std::optional<Error>* place, const MOXSubscribeErrorKey& key, std::string_view format,
@@ -220,8 +230,8 @@ std::optional<Image> MOXFileSubscription::icon() const {
     return _icon;
 }
 
-void MOXFileSubscription::setIcon(const std::optional<Image>& icon) {
-    _icon = icon;
+void MOXFileSubscription::setIcon(std::optional<Image> icon) {
+    _icon = std::move(icon);
 }
 
 bool MOXFileSubscription::loadIcon() const {
@@ -365,7 +375,11 @@ bool MOXFileSubscription::finishStubAtPath(const std::string& path, std::optiona
 void MOXFileSubscription::saveIconToStubAtPath(const std::string& path) const {
     if (!loadIcon()) return;
     const std::optional<std::string> iconPath = iconPathInStubAtPath(path);
-    const std::vector<Image::Representation> representations = bitmapRepsForImage(*_icon);
+    // Nearly always all of them, of which there is no need for a copy.
+    const bool isSmallOnly = takesSmallIconsOnly();
+    const std::vector<Image::Representation> small =
+        isSmallOnly ? smallRepresentations(_icon->representations) : std::vector<Image::Representation>();
+    const std::vector<Image::Representation>& representations = isSmallOnly ? small : _icon->representations;
     if (representations.empty()) return;
     if (!iconPath || !writeIcon(representations, *iconPath)) {
         logLine(currentPlatform(), "%s Error saving icon to path (%@)", {names::writeToFolder, iconPath});
@@ -430,13 +444,7 @@ void MOXFileSubscription::updateFileTypesForInfoPlistStringsAtPath(std::string_v
 
 std::vector<Image::Representation> MOXFileSubscription::bitmapRepsForImage(const Image&) const {
     if (!loadIcon()) return {};
-    if (!takesSmallIconsOnly()) return _icon->representations;
-    std::vector<Image::Representation> small;
-    std::ranges::copy_if(_icon->representations, std::back_inserter(small),
-                         [](const Image::Representation& representation) {
-                             return representation.pixelsHigh < 129 && representation.pixelsWide < 129;
-                         });
-    return small;
+    return takesSmallIconsOnly() ? smallRepresentations(_icon->representations) : _icon->representations;
 }
 
 } // namespace mox

@@ -52,7 +52,7 @@ public:
 
     /// The icon; read from the stub when it is not set. Nil when the stub has none that can be read.
     std::optional<Image> icon() const override;
-    void setIcon(const std::optional<Image>& icon) override;
+    void setIcon(std::optional<Image> icon) override;
     /// Reads the icon from the stub when it is not set; whether there is one now.
     bool loadIcon() const;
 

@@ -36,7 +36,7 @@ std::optional<Image> MOXPlistSubscription::icon() const {
     return _launchAlias ? _launchAlias->icon() : std::nullopt;
 }
 
-void MOXPlistSubscription::setIcon(const std::optional<Image>& icon) {
+void MOXPlistSubscription::setIcon(std::optional<Image> icon) {
     if (_launchAlias) _launchAlias->setIcon(icon);
 }
 

@@ -27,7 +27,7 @@ public:
     /// The image in the launch alias; nil without one.
     std::optional<Image> icon() const override;
     /// Passes `icon` to the launch alias; does nothing without one.
-    void setIcon(const std::optional<Image>& icon) override;
+    void setIcon(std::optional<Image> icon) override;
 
     /// Stores a copy of the record in the shared manager's tree, in place of any entry of that name, and
     /// saves the file. The folder is not made: a missing one stands for its deepest ancestor that exists.

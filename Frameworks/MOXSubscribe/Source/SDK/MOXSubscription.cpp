@@ -91,7 +91,7 @@ std::optional<Image> MOXSubscription::icon() const {
     return std::nullopt;
 }
 
-void MOXSubscription::setIcon(const std::optional<Image>&) {
+void MOXSubscription::setIcon(std::optional<Image>) {
     reportUnsupported(this, operations::MOXSubscription::setIcon, 348, mustBeOverridden);
 }
 

@@ -72,7 +72,7 @@ public:
     /// The icon. Abstract: asserts ("%s base class method must be overridden"), results in nil.
     virtual std::optional<Image> icon() const;
     /// Abstract: asserts as `icon`, changes nothing.
-    virtual void setIcon(const std::optional<Image>& icon);
+    virtual void setIcon(std::optional<Image> icon);
 
     /// The resource's name on its server.
     std::optional<std::string> resourceName() const;

@@ -4,7 +4,6 @@
 
 #include "Platform/Linux/BundleDescription.hpp"
 
-#include "Formats/ICNSCoding.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/StringsFile.hpp"
 #include "Foundation/PathRules.hpp"
@@ -89,11 +88,11 @@ private:
 };
 
 /// The icon's file is named with its extension or without.
-std::optional<Image> iconNamed(const std::string& name, BundleReader& reader) {
+std::optional<Bytes> iconNamed(const std::string& name, BundleReader& reader) {
     if (!isFileName(name)) return std::nullopt;
     std::optional<Bytes> bytes = reader.resource(name, std::nullopt);
     if (!bytes) bytes = reader.resource(name, "icns");
-    return bytes ? imageFromICNS(*bytes) : std::nullopt;
+    return bytes;
 }
 
 } // namespace

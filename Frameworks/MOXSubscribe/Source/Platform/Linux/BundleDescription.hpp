@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Foundation/Image.hpp"
+#include "Foundation/Bytes.hpp"
 #include "Foundation/Result.hpp"
 #include "Platform/Bundles.hpp"
 #include "Platform/FileSystem.hpp"
@@ -28,7 +28,8 @@ struct BundleDescription {
     /// What a person is told of it; may be empty.
     std::string comment;
     std::vector<DocumentType> documentTypes;
-    std::optional<Image> icon;
+    /// The icon's file; nil when there is none.
+    std::optional<Bytes> icon;
 };
 
 /// Reads what the bundle at `path` tells. Its information list must be there and name a program (ENOEXEC in

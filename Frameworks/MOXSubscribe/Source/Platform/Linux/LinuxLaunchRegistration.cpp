@@ -1,6 +1,7 @@
 #include "Platform/Linux/LinuxLaunchRegistration.hpp"
 
 #include "Formats/DesktopEntry.hpp"
+#include "Formats/ICNSCoding.hpp"
 #include "Formats/ImageCoding.hpp"
 #include "Formats/MIMEPackage.hpp"
 #include "Formats/SHA256.hpp"
@@ -109,16 +110,17 @@ struct LinuxLaunchRegistration::Registration {
     DesktopEntry entry;
     Bytes entryText;
     std::vector<MIMEType> types;
-    /// By the theme's folder.
-    std::map<std::string_view, Bytes> icons;
+    const IconFiles& icons;
 };
 
 namespace {
 
 /// The icon's pictures as files for the theme's folders; the first one of each size counts.
-std::map<std::string_view, Bytes> iconFiles(const Image& icon) {
+std::map<std::string_view, Bytes> pngFiles(ByteView icon) {
     std::map<std::string_view, Bytes> files;
-    for (const Image::Representation& representation : icon.representations) {
+    const std::optional<Image> image = undecodedImageFromICNS(icon);
+    if (!image) return files;
+    for (const Image::Representation& representation : image->representations) {
         if (representation.pixelsWide != representation.pixelsHigh) continue;
         const auto size = std::find_if(iconSizes.begin(), iconSizes.end(), [&](const IconSize& candidate) {
             return candidate.side == representation.pixelsWide;
@@ -184,32 +186,35 @@ void LinuxLaunchRegistration::beginBatch() {
 void LinuxLaunchRegistration::endBatch() {
     if (--_batchDepth > 0) return;
     _documentKnowledge.reset();
+    _knownIcon = {};
     const DesktopChanges changes = std::exchange(_changes, {});
     if (changes.entries || changes.icons || changes.types) _caches.refresh(changes);
 }
 
 Result<void> LinuxLaunchRegistration::write(const std::string& bundle) {
     if (!bundle.starts_with("/")) return Error::posix(EINVAL);
-    Registration registration;
-    registration.name = nameFor(bundle);
+    const std::string name = nameFor(bundle);
     const Result<std::optional<Bytes>> knownEntry =
-        contentsOfFileIfPresent(_fileSystem, entryFile(registration.name).path);
+        contentsOfFileIfPresent(_fileSystem, entryFile(name).path);
     if (!knownEntry) return knownEntry.error();
     // A link that leads nowhere has no content, but is somebody's all the same.
-    const bool isOurs = *knownEntry ? bundleOfDesktopEntry(**knownEntry) == bundle
-                                    : isGone(entryFile(registration.name).path);
+    const bool isOurs =
+        *knownEntry ? bundleOfDesktopEntry(**knownEntry) == bundle : isGone(entryFile(name).path);
     if (!isOurs) return Error::posix(EEXIST);
 
     const Result<BundleDescription> description = descriptionOfBundle(bundle, _fileSystem, _bundles);
     if (!description) return description.error();
-    registration.entry = {.bundle = bundle,
-                          .program = description->program,
-                          .name = description->name,
-                          .comment = description->comment,
-                          .icon = {},
-                          .documentTypes = {}};
-    if (description->icon) registration.icons = iconFiles(*description->icon);
-    if (!registration.icons.empty()) registration.entry.icon = registration.name;
+    const IconFiles& icons = iconFiles(description->icon);
+    Registration registration = {.name = name,
+                                 .entry = {.bundle = bundle,
+                                           .program = description->program,
+                                           .name = description->name,
+                                           .comment = description->comment,
+                                           .icon = icons.empty() ? std::string() : name,
+                                           .documentTypes = {}},
+                                 .entryText = {},
+                                 .types = {},
+                                 .icons = icons};
     if (Result<void> added = addDocumentTypes(*description, registration); !added) return added;
     std::optional<Bytes> text = desktopEntryText(registration.entry);
     if (!text) return Error::posix(EINVAL);
@@ -239,7 +244,7 @@ Result<void> LinuxLaunchRegistration::writeCompanions(const Registration& regist
     if (Result<void> result = putFile(packageFile(registration.name), package); !result) return result;
     for (const IconSize& size : iconSizes) {
         const auto icon = registration.icons.find(size.folder);
-        std::optional<Bytes> file;
+        std::optional<ByteView> file;
         if (icon != registration.icons.end()) file = icon->second;
         if (Result<void> result = putFile(iconFile(size.folder, registration.name), file); !result)
             return result;
@@ -248,7 +253,7 @@ Result<void> LinuxLaunchRegistration::writeCompanions(const Registration& regist
 }
 
 /// Makes `content` what is in the file; nil that there is none. A file that is right already stays.
-Result<void> LinuxLaunchRegistration::putFile(const File& file, const std::optional<Bytes>& content) {
+Result<void> LinuxLaunchRegistration::putFile(const File& file, std::optional<ByteView> content) {
     if (!content) return removeFile(file);
     const Result<std::optional<Bytes>> present = contentsOfFileIfPresent(_fileSystem, file.path);
     if (!present) return present.error();
@@ -264,11 +269,12 @@ Result<void> LinuxLaunchRegistration::putFile(const File& file, const std::optio
 
 /// Makes a file that is whole as soon as it is in place, without waiting for the disk: that would take most
 /// of the time of a registration, for files that the next one makes good.
-Result<void> LinuxLaunchRegistration::writeNewFile(const std::string& path, const Bytes& content) {
+Result<void> LinuxLaunchRegistration::writeNewFile(const std::string& path, ByteView content) {
     const std::string temporaryPath = stringByAppendingPathComponent(stringByDeletingLastPathComponent(path),
                                                                      ".mox-" + lastPathComponent(path));
     // What a crash has left, or a link that would lead the writing elsewhere.
-    Result<void> result = _fileSystem.removeItem(temporaryPath);
+    Result<void> result;
+    if (!isGone(temporaryPath)) result = _fileSystem.removeItem(temporaryPath);
     if (result || meansNothingThere(statusOf(result)))
         result = _fileSystem.writeFileInPlace(temporaryPath, content);
     if (result) result = _fileSystem.moveItem(temporaryPath, path);
@@ -277,6 +283,8 @@ Result<void> LinuxLaunchRegistration::writeNewFile(const std::string& path, cons
 }
 
 Result<void> LinuxLaunchRegistration::removeFile(const File& file) {
+    // Most of what is to be gone never was there. To look is cheaper than to try.
+    if (isGone(file.path)) return {};
     Result<void> removed = _fileSystem.removeItem(file.path);
     if (meansNothingThere(statusOf(removed))) return {};
     _changes.*file.change = true;
@@ -322,6 +330,14 @@ Result<void> LinuxLaunchRegistration::addDocumentTypes(const BundleDescription& 
         }
     }
     return {};
+}
+
+/// What the icon's file makes in the theme; nothing without one. Holds until the next call.
+const LinuxLaunchRegistration::IconFiles&
+LinuxLaunchRegistration::iconFiles(const std::optional<Bytes>& icon) {
+    const ByteView file = icon ? ByteView(*icon) : ByteView();
+    if (file != _knownIcon.icon) _knownIcon = {Bytes(file), pngFiles(file)};
+    return _knownIcon.files;
 }
 
 Result<const LinuxLaunchRegistration::DocumentKnowledge*> LinuxLaunchRegistration::documentKnowledge() {

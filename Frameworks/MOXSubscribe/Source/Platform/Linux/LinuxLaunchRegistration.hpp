@@ -9,6 +9,7 @@
 #include "Platform/Linux/MIMEHandlers.hpp"
 #include "Platform/Linux/SystemCalls.hpp"
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -72,14 +73,24 @@ private:
         MIMEHandlers handlers;
     };
 
+    /// PNG files by the theme's folder for them.
+    using IconFiles = std::map<std::string_view, Bytes>;
+
+    /// An icon's file, and what is made of it.
+    struct KnownIcon {
+        Bytes icon;
+        IconFiles files;
+    };
+
     Result<void> write(const std::string& bundle);
     Result<void> writeFiles(const Registration& registration, const std::optional<Bytes>& knownEntry);
     Result<void> writeCompanions(const Registration& registration);
-    Result<void> putFile(const File& file, const std::optional<Bytes>& content);
-    Result<void> writeNewFile(const std::string& path, const Bytes& content);
+    Result<void> putFile(const File& file, std::optional<ByteView> content);
+    Result<void> writeNewFile(const std::string& path, ByteView content);
     Result<void> removeFile(const File& file);
     void removeRegistration(const std::string& name);
     Result<void> addDocumentTypes(const BundleDescription& description, Registration& registration);
+    const IconFiles& iconFiles(const std::optional<Bytes>& icon);
     Result<const DocumentKnowledge*> documentKnowledge();
     bool isKnown(const std::string& bundle);
     std::vector<std::string> knownBundles();
@@ -98,6 +109,8 @@ private:
     unsigned _batchDepth = 0;
     DesktopChanges _changes;
     std::unique_ptr<const DocumentKnowledge> _documentKnowledge;
+    /// The icon that came last in a batch: stubs without one of their own have that of their template.
+    KnownIcon _knownIcon;
 };
 
 /// The surroundings of this process: `dataFolder`, and what XDG_DATA_DIRS, XDG_CONFIG_HOME (else ".config" in
