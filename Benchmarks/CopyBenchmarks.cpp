@@ -2,6 +2,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
@@ -47,9 +48,10 @@ private:
     std::string _path = "/dev/shm/moxsubscribe-bench-XXXXXX";
 };
 
+constexpr int filesInFolder = 10;
+
 /// Writes a tree of `shape`, each file with `content`.
 void makeTree(const std::string& path, const Shape& shape, std::string_view content) {
-    constexpr int filesInFolder = 10;
     require(::mkdir(path.c_str(), 0755) == 0, "cannot make " + path);
     std::string folder;
     for (int number = 0; number < shape.files; ++number) {
@@ -126,14 +128,57 @@ void makeFromMemory(const Workplace& place, const std::string& name, const Shape
     makeTree(place.path(name), shape, content);
 }
 
+/// The same as safely as the backend makes a copy: hidden and nobody else's until it is whole and on the
+/// disk.
+void makeSafelyFromMemory(const Workplace& place, const std::string& name, const Shape& shape,
+                          std::string_view content) {
+    constexpr const char* hiddenName = ".mox-0123456789abcdef0123456789abcdef";
+    const auto opened = [](int parent, const char* path) {
+        const int folder = ::openat(parent, path, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        require(folder >= 0, "cannot open a folder");
+        return folder;
+    };
+    const auto finish = [](int descriptor, mode_t mode) {
+        require(::fchmod(descriptor, mode) == 0 && ::fsync(descriptor) == 0 && ::close(descriptor) == 0,
+                "cannot synchronise");
+    };
+    const int parent = opened(AT_FDCWD, place.path().c_str());
+    require(::mkdirat(parent, hiddenName, 0700) == 0, "cannot make a folder");
+    const int top = opened(parent, hiddenName);
+    int folder = -1;
+    for (int number = 0; number < shape.files; ++number) {
+        if (number % filesInFolder == 0) {
+            if (folder >= 0) finish(folder, 0755);
+            const std::string folderName = "folder " + std::to_string(number / filesInFolder);
+            require(::mkdirat(top, folderName.c_str(), 0700) == 0, "cannot make a folder");
+            folder = opened(top, folderName.c_str());
+        }
+        const std::string file = "file " + std::to_string(number);
+        const int descriptor = ::openat(folder, file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+        require(descriptor >= 0 && ::write(descriptor, content.data(), content.size()) ==
+                                       static_cast<ssize_t>(content.size()),
+                "cannot write a file");
+        finish(descriptor, 0644);
+    }
+    finish(folder, 0755);
+    finish(top, 0755);
+    require(::renameat2(parent, hiddenName, parent, name.c_str(), RENAME_NOREPLACE) == 0 &&
+                ::fsync(parent) == 0 && ::close(parent) == 0,
+            "cannot name the copy");
+}
+
 constexpr Subject subjects[] = {
     {"ours", copyOurs, removeOurs},
     {"program", copyByProgram, removeByProgram},
     {"standard library", copyByLibrary, removeByLibrary},
     {"floor", makeFromMemory, nullptr},
+    {"safe floor", makeSafelyFromMemory, nullptr},
 };
 
-constexpr int iterations = 20;
+/// Of large trees fewer copies, so that the memory takes all of them.
+int iterationsFor(const Shape& shape) {
+    return std::clamp(20'000 / shape.files, 2, 20);
+}
 
 std::string nameOfCopy(int number) {
     return "copy " + std::to_string(number);
@@ -151,7 +196,7 @@ void measureCopies(benchmark::State& state, const Subject& subject, const Shape&
 void measureRemovals(benchmark::State& state, const Subject& subject, const Shape& shape) {
     const std::string content = contentFor(shape);
     const Workplace place;
-    for (int number = 0; number < iterations; ++number)
+    for (int number = 0; number < iterationsFor(shape); ++number)
         makeTree(place.path(nameOfCopy(number)), shape, content);
     int number = 0;
     for ([[maybe_unused]] auto _ : state)
@@ -167,14 +212,15 @@ void measure(const char* operation, void (*run)(benchmark::State&, const Subject
         run(state, subject, shape);
     };
     benchmark::RegisterBenchmark(name.c_str(), measured)
-        ->Iterations(iterations)
+        ->Iterations(iterationsFor(shape))
         ->UseRealTime()
         ->Unit(benchmark::kMillisecond);
 }
 
 void registerAll() {
-    constexpr int rounds = 7;
-    for (const Shape shape : {Shape{10, 4}, Shape{10, 64}, Shape{100, 16}, Shape{1000, 16}}) {
+    for (const Shape shape : {Shape{10, 4}, Shape{10, 64}, Shape{1'000, 16}, Shape{100, 4}, Shape{1'000, 4},
+                              Shape{10'000, 4}, Shape{100'000, 4}}) {
+        const int rounds = shape.files > 10'000 ? 3 : 7;
         for (int round = 0; round < rounds; ++round) {
             for (const Subject& subject : subjects) {
                 measure("copy", measureCopies, subject, shape);
@@ -191,6 +237,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     benchmark::AddCustomContext("columns", "files,KiB a file");
+    benchmark::AddCustomContext("growth", "files,1000");
     mox::registerAll();
     return benchmark::RunSpecifiedBenchmarks() == 0 ? 1 : 0;
 }

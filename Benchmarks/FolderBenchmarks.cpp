@@ -361,7 +361,7 @@ void addRebuilds() {
                                     {"standard library", findByLibrary},
                                     {"floor", findBare}};
     for (const int stubs : {100, 1'000, 10'000, 100'000}) {
-        for (int round = 0; round < rounds; ++round) {
+        for (int round = 0; round < (stubs > 10'000 ? 3 : rounds); ++round) {
             for (const Subject& subject : subjects) {
                 const auto measured = [finder = subject.finder, stubs](benchmark::State& state) {
                     measureRebuild(state, finder, stubs);
@@ -419,6 +419,7 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
     const mox::Home home;
     benchmark::AddCustomContext("columns", "stubs");
+    benchmark::AddCustomContext("growth", "stubs,1000");
     mox::addRebuilds();
     mox::addSubscriptions();
     mox::addReadings();
