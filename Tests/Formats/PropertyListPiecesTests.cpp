@@ -247,7 +247,7 @@ TEST(PropertyListPieces, Text_that_is_not_as_we_write_it_is_accepted_but_not_kep
 }
 
 TEST(PropertyListPieces, Any_byte_changed_in_what_is_read_changes_nothing_else_in_what_is_written) {
-    const Bytes document = save(store(2));
+    const Bytes document = save(store(1));
     const std::size_t icon = document.find("aWlpaWlp");
     int accepted = 0;
     for (std::size_t position = 150; position < document.size(); ++position) {
@@ -262,7 +262,7 @@ TEST(PropertyListPieces, Any_byte_changed_in_what_is_read_changes_nothing_else_i
                 << changed;
         }
     }
-    EXPECT_GT(accepted, 500);
+    EXPECT_GT(accepted, 250);
 }
 
 /// Changes a tree in all ways that there are, with pointers that were handed out before.
@@ -453,9 +453,14 @@ private:
 };
 
 TEST(PropertyListPieces, After_any_changes_the_pieces_are_the_document_that_is_made_without_them) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    constexpr std::size_t mostChanges = 10'000;
+#else
+    constexpr std::size_t mostChanges = 100'000;
+#endif
     RandomChanges changes(11);
     std::size_t kept = 0;
-    for (int count = 0; count < 100'000; ++count) {
+    for (std::size_t count = 0; count < mostChanges; ++count) {
         changes.change();
         const auto document = storedPiecesOfPropertyList(changes.tree());
         ASSERT_TRUE(document);
@@ -463,7 +468,7 @@ TEST(PropertyListPieces, After_any_changes_the_pieces_are_the_document_that_is_m
         ASSERT_EQ(whole, storedFormOfPropertyList(changes.tree())) << count;
         if (document->newText.view().size() < whole.size()) ++kept;
     }
-    EXPECT_GT(kept, 15'000U);
+    EXPECT_GT(kept, mostChanges / 8);
 }
 
 } // namespace
