@@ -53,7 +53,7 @@ class Bench:
                 if not fired:
                     break
                 self.reset()
-                fired, _ = self.run(Fault("rename", number, "KILL"))
+                fired, _ = self.run(Fault("renameat", number, "KILL"))
                 states.append(scratch.snapshot(self.machine.root).get(checker.STORE))
         complaints = checker.complaints_about_states(states)
         if states[-1] != self.after.get(checker.STORE):

@@ -49,8 +49,8 @@ const std::string newContent = "the new content, longer than that";
 const std::vector<ByteView> newPieces = {"the new content", ", ", "longer than that"};
 
 using enum SystemCall;
-const std::vector<SystemCall> stepsOfAnAtomicWrite = {Open,   Lstat, Getentropy, Open,   Write, Write,
-                                                      Fchmod, Fsync, Close,      Rename, Fsync, Close};
+const std::vector<SystemCall> stepsOfAnAtomicWrite = {Open,   Fstatat, Getentropy, Openat,   Write, Write,
+                                                      Fchmod, Fsync,   Close,      Renameat, Fsync, Close};
 constexpr std::size_t changesOfAnAtomicWrite = 7;
 
 class LinuxFileSystemTest : public testing::Test {
@@ -446,6 +446,10 @@ public:
         opened.emplace_back(path, flags);
         return ForwardingSystemCalls::open(path, flags, mode);
     }
+    int openat(int folder, const char* path, int flags, mode_t mode) override {
+        opened.emplace_back(path, flags);
+        return ForwardingSystemCalls::openat(folder, path, flags, mode);
+    }
     std::vector<std::pair<std::string, int>> opened;
 };
 
@@ -460,11 +464,29 @@ TEST_F(LinuxFileSystemTest, The_temporary_file_is_hidden_new_every_time_and_not_
         EXPECT_NE(flags & O_CLOEXEC, 0);
         if ((flags & O_CREAT) == 0) continue;
         EXPECT_EQ(flags & (O_EXCL | O_NOFOLLOW), O_EXCL | O_NOFOLLOW);
-        EXPECT_TRUE(opened.starts_with(folder.path(".mox-"))) << opened;
-        EXPECT_EQ(opened.size(), folder.path(".mox-").size() + 32);
+        EXPECT_TRUE(opened.starts_with(".mox-")) << opened << ": in the open folder";
+        EXPECT_EQ(opened.size(), std::string(".mox-").size() + 32);
         temporaries.insert(opened);
     }
     EXPECT_EQ(temporaries.size(), 2U);
+}
+
+TEST_F(LinuxFileSystemTest, An_atomic_write_leaves_nothing_behind_in_a_folder_that_somebody_moves_meanwhile) {
+    for (std::size_t number = 2; number <= stepsOfAnAtomicWrite.size(); ++number) {
+        SCOPED_TRACE(number);
+        const ScratchFolder scratch;
+        ASSERT_EQ(::mkdir(scratch.path("folder").c_str(), 0700), 0);
+        scratch.write("folder/file", oldContent);
+        calls.limitTransfers(transferLimit);
+        calls.actBefore(number, [&] {
+            ASSERT_EQ(::rename(scratch.path("folder").c_str(), scratch.path("moved").c_str()), 0);
+            ASSERT_EQ(::mkdir(scratch.path("folder").c_str(), 0700), 0);
+        });
+        EXPECT_TRUE(fileSystem.writeFileAtomically(scratch.path("folder/file"), newContent, std::nullopt));
+        EXPECT_EQ(namesIn(scratch.path("folder")), Names());
+        EXPECT_EQ(namesIn(scratch.path("moved")), Names{"file"});
+        EXPECT_EQ(contentAt(scratch.path("moved/file")), newContent);
+    }
 }
 
 TEST_F(LinuxFileSystemTest, A_file_that_is_private_is_so_from_the_first_moment) {

@@ -175,15 +175,15 @@ ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder) {
     return synchronizeFolder(system, folder.number());
 }
 
-ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, const std::vector<ByteView>& pieces,
-                         std::optional<FileMode> mode, bool& isMade) {
-    Descriptor file(system, path, newFileFlags, modeUntilSet(mode));
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& name,
+                         const std::vector<ByteView>& pieces, std::optional<FileMode> mode, bool& isMade) {
+    Descriptor file(system, folder, name.c_str(), newFileFlags, modeUntilSet(mode));
     return fillNewFile(system, file, pieces, mode, isMade);
 }
 
-ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& name, ByteView content,
                          std::optional<FileMode> mode, bool& isMade) {
-    Descriptor file(system, folder, path.c_str(), newFileFlags, modeUntilSet(mode));
+    Descriptor file(system, folder, name.c_str(), newFileFlags, modeUntilSet(mode));
     return fillNewFile(system, file, content, mode, isMade);
 }
 

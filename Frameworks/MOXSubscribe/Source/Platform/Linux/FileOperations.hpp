@@ -102,13 +102,12 @@ ErrorNumber synchronize(SystemCalls& system, int descriptor);
 ErrorNumber synchronizeFolder(SystemCalls& system, int folder);
 ErrorNumber synchronizeFolder(SystemCalls& system, const Descriptor& folder);
 
-/// Makes the file `path`, which must not exist yet, with `content`, or the pieces of it, on the disk before
-/// it returns; its name in the folder is not synchronised. Without `mode` the umask decides. What was made is
-/// left to the caller in case of failure too, and `isMade` tells of it. `path` is relative to the open
-/// `folder`, when given.
-ErrorNumber writeNewFile(SystemCalls& system, const std::string& path, const std::vector<ByteView>& pieces,
-                         std::optional<FileMode> mode, bool& isMade);
-ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& path, ByteView content,
+/// Makes the file `name`, which must not exist yet, in the open `folder` with `content`, or the pieces of it,
+/// on the disk before it returns; its name in the folder is not synchronised. Without `mode` the umask
+/// decides. What was made is left to the caller in case of failure too, and `isMade` tells of it.
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& name,
+                         const std::vector<ByteView>& pieces, std::optional<FileMode> mode, bool& isMade);
+ErrorNumber writeNewFile(SystemCalls& system, int folder, const std::string& name, ByteView content,
                          std::optional<FileMode> mode, bool& isMade);
 
 /// Makes one directory and sees to it that it is still named in its parent after a crash. One that is there

@@ -86,10 +86,12 @@ ErrorNumber readFile(SystemCalls& system, const std::string& path, Resize resize
     return readAll(system, file.number(), size, resize);
 }
 
-/// The permission bits that the file to be written over `path` must have; nil when the umask decides.
-ErrorNumber findRequiredMode(SystemCalls& system, const std::string& path, std::optional<FileMode>& mode) {
+/// The permission bits that the file to be written over `name` must have; nil when the umask decides.
+ErrorNumber findRequiredMode(SystemCalls& system, const Descriptor& folder, const std::string& name,
+                             std::optional<FileMode>& mode) {
     struct ::stat status;
-    if (system.lstat(path.c_str(), &status) < 0) return errno == ENOENT ? 0 : errno;
+    if (system.fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0)
+        return errno == ENOENT ? 0 : errno;
     if (S_ISREG(status.st_mode)) mode = status.st_mode & permissionBits;
     return 0;
 }
@@ -102,22 +104,23 @@ ErrorNumber replaceFile(SystemCalls& system, const std::string& path, const std:
         length += piece.size();
     // What could not be read again must not take the place of what can.
     if (length > longestContent) return EFBIG;
-    const std::string folderPath = folderOf(path);
     // Opened before anything is written, so that once the new file is in place only the synchronisation
-    // itself can still fail.
-    const Descriptor folder(system, folderPath, O_RDONLY | O_DIRECTORY);
+    // itself can still fail; and all is done in it, so that nothing is left behind when somebody moves it
+    // meanwhile.
+    const Descriptor folder(system, folderOf(path), O_RDONLY | O_DIRECTORY);
     if (folder.openError() != 0) return folder.openError();
+    const std::string name = nameInFolder(path);
     std::optional<FileMode> mode = newFileMode;
-    if (const ErrorNumber error = findRequiredMode(system, path, mode)) return error;
+    if (const ErrorNumber error = findRequiredMode(system, folder, name, mode)) return error;
     std::string temporaryName;
     if (const ErrorNumber error = makeHiddenName(system, temporaryName)) return error;
-    const std::string temporaryPath = folderPath + "/" + temporaryName;
 
+    const int place = folder.number();
     bool isMade = false;
-    ErrorNumber error = writeNewFile(system, temporaryPath, pieces, mode, isMade);
-    if (error == 0) error = errorNumberOf(system.rename(temporaryPath.c_str(), path.c_str()));
+    ErrorNumber error = writeNewFile(system, place, temporaryName, pieces, mode, isMade);
+    if (error == 0) error = errorNumberOf(system.renameat(place, temporaryName.c_str(), place, name.c_str()));
     if (error == 0) return synchronizeFolder(system, folder);
-    if (isMade) system.unlink(temporaryPath.c_str());
+    if (isMade) system.unlinkat(place, temporaryName.c_str(), 0);
     return error;
 }
 
