@@ -16,8 +16,11 @@ protected:
     static Dictionary rootWith(Dictionary subscriptions) {
         Dictionary root = node();
         Dictionary* current = &root;
-        for (const char* component : {"/", "Users", "user", "Applications"})
-            current = current->dictionary("Folders")->set(component, node()).dictionary();
+        for (const char* component : {"/", "Users", "user", "Applications"}) {
+            Dictionary* folders = current->dictionary("Folders");
+            folders->set(component, node());
+            current = folders->dictionary(component);
+        }
         current->set("Subscriptions", std::move(subscriptions));
         return root;
     }
