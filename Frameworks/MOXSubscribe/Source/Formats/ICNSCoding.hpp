@@ -21,8 +21,8 @@ std::optional<Bytes> icnsWithRepresentations(const std::vector<Image::Representa
 /// `imageFromBytes`. Nil when the file itself is damaged or nothing is left.
 std::optional<Image> imageFromICNS(ByteView bytes);
 
-/// The same for who makes PNG files of the pictures: those that are PNG files have no pixels, and are taken as
-/// undamaged when their checksums are right.
+/// The same for who makes PNG files of the pictures: those that are PNG files have no pixels, and are taken
+/// as undamaged when their checksums are right.
 std::optional<Image> undecodedImageFromICNS(ByteView bytes);
 
 } // namespace mox

@@ -95,6 +95,7 @@ public:
     /// The text of a dictionary in a document: whole lines, from the indentation of the tag that opens it to
     /// the line feed behind the one that closes it.
     struct WrittenForm {
+        /// The lines; it keeps the whole document in memory.
         SharedBytes text;
         /// In how many containers the dictionary is, which its indentation tells.
         std::size_t depth;
