@@ -79,6 +79,27 @@ TEST(XMLPropertyListWriting, Only_what_has_to_be_is_escaped_and_a_carriage_retur
               xmlDocument("<dict>\n\t<key>&lt;&#13;&gt;</key>\n\t<string></string>\n</dict>\n"));
 }
 
+/// Texts are looked at in pieces of several bytes, and the last piece overlaps the one before.
+TEST(XMLPropertyListWriting, What_has_to_be_escaped_or_refused_is_found_at_every_place_of_every_text) {
+    const std::pair<char, const char*> escapes[] = {{'&', "&amp;"},  {'<', "&lt;"}, {'>', "&gt;"},
+                                                    {'\r', "&#13;"}, {'\t', "\t"},  {'\n', "\n"},
+                                                    {']', "]"}};
+    for (std::size_t size = 1; size <= 26; ++size) {
+        for (std::size_t place = 0; place < size; ++place) {
+            std::string text(size, 'x');
+            for (const auto& [character, escape] : escapes) {
+                text[place] = character;
+                std::string escapedText(size, 'x');
+                escapedText.replace(place, 1, escape);
+                ASSERT_EQ(xmlFromPropertyList(text), xmlDocument("<string>" + escapedText + "</string>\n"));
+                ASSERT_EQ(propertyListFromXML(*xmlFromPropertyList(text)), PropertyList(text));
+            }
+            text[place] = '\x01';
+            ASSERT_EQ(xmlFromPropertyList(text), std::nullopt);
+        }
+    }
+}
+
 TEST(XMLPropertyListWriting, Data_stays_on_one_line_however_long) {
     EXPECT_EQ(xmlFromPropertyList(PropertyList::Data(Bytes(300, '\0'))),
               xmlDocument("<data>\n" + std::string(400, 'A') + "\n</data>\n"));

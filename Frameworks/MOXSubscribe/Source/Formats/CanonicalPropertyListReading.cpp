@@ -189,8 +189,11 @@ bool CanonicalReader::readText(std::string& text) {
     bool hasMultibyte = false;
     const char* begin = _next;
     for (const char* byte = begin; byte != _end; ++byte) {
-        while (_end - byte > wordSize && isPlainText(textWordAt(byte)))
-            byte += wordSize;
+        std::size_t plain = sizeof(TextWord);
+        while (plain == sizeof(TextWord) && _end - byte > wordSize) {
+            plain = plainTextBytes(textWordAt(byte));
+            byte += plain;
+        }
         switch (byteClasses[static_cast<std::uint8_t>(*byte)]) {
         case ByteClass::Plain:
             break;

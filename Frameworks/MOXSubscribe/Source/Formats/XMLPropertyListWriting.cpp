@@ -314,6 +314,12 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
         std::memcpy(output + plain, text.data() + plain, wordSize);
         plain += wordSize;
     }
+    // What is left is looked at together with bytes before it, so that it is a word too.
+    const std::size_t lastWord = text.size() - std::min(text.size(), wordSize);
+    if (plain != text.size() && lastWord < plain && isPlainText(textWordAt(text.data() + lastWord))) {
+        std::memcpy(output + lastWord, text.data() + lastWord, wordSize);
+        plain = text.size();
+    }
     _text.extend(static_cast<std::size_t>(output - begin) + plain);
     if (plain != text.size() && !appendEscaped(text.substr(plain))) return false;
     _text.append({endTag, endSize - 1});
