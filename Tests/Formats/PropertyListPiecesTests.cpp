@@ -167,6 +167,34 @@ TEST(PropertyListPieces, A_document_of_which_most_is_dead_is_given_up) {
     EXPECT_EQ(records.dictionary("Record 1099")->data("Icon")->bytes(), Bytes(2000, 'i') + "Record 1099");
 }
 
+TEST(PropertyListPieces, A_view_of_data_outlives_every_copy_but_one_and_each_new_text) {
+    PropertyList tree = load(save(store(100)));
+    Dictionary& records = *tree.dictionary()->dictionary("Subscriptions");
+    std::optional<PropertyList> copy = *std::as_const(records).find("Record 1099");
+    for (int number = 0; number < 60; ++number)
+        records.remove("Record " + std::to_string(1000 + number));
+    save(tree);
+    const ByteView view = copy->dictionary()->data("Icon")->bytes();
+    copy.reset();
+    EXPECT_EQ(view, Bytes(2000, 'i') + "Record 1099");
+    EXPECT_EQ(view.data(), std::as_const(records).dictionary("Record 1099")->data("Icon")->bytes().data());
+}
+
+TEST(PropertyListPieces, A_document_is_given_up_after_its_data_was_looked_at) {
+    auto document = std::make_shared<const Bytes>(save(store(100)));
+    const std::weak_ptr<const Bytes> watched = document;
+    PropertyList tree = propertyListKeepingBytes(SharedBytes(*document, document)).value();
+    document.reset();
+    Dictionary& records = *tree.dictionary()->dictionary("Subscriptions");
+    const ByteView view = std::as_const(records).dictionary("Record 1099")->data("Icon")->bytes();
+    ASSERT_TRUE(binaryFromPropertyList(tree));
+    for (int number = 0; number < 60; ++number)
+        records.remove("Record " + std::to_string(1000 + number));
+    save(tree);
+    EXPECT_TRUE(watched.expired());
+    EXPECT_EQ(view, Bytes(2000, 'i') + "Record 1099");
+}
+
 TEST(PropertyListPieces, Many_small_pieces_become_few_again) {
     Dictionary records;
     for (int number = 0; number < 3000; ++number) {

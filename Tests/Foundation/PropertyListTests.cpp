@@ -185,7 +185,7 @@ TEST(PropertyList, Any_thread_may_ask_for_data_that_is_not_decoded_yet) {
     }
 }
 
-TEST(PropertyList, Data_takes_another_text_unless_there_may_be_views_of_its_bytes) {
+TEST(PropertyList, Data_takes_another_text_and_its_bytes_stay_where_they_are) {
     const SharedBytes whole(Bytes("cba and more"));
     const SharedBytes text = whole.part(whole.view().substr(0, 3));
     const PropertyList::Data moved(text, reversed);
@@ -195,8 +195,19 @@ TEST(PropertyList, Data_takes_another_text_unless_there_may_be_views_of_its_byte
     const PropertyList::Data viewed(text, reversed);
     const ByteView view = viewed.bytes();
     viewed.moveText(SharedBytes(Bytes("cba")));
-    EXPECT_EQ(viewed.text()->whole(), "cba and more");
+    EXPECT_EQ(viewed.text()->whole(), "cba");
+    EXPECT_EQ(viewed.bytes().data(), view.data());
     EXPECT_EQ(view, "abc");
+}
+
+TEST(PropertyList, A_view_of_data_holds_as_long_as_any_copy_whatever_text_each_has) {
+    const PropertyList::Data first(SharedBytes(Bytes("cba")), reversed);
+    auto second = std::make_optional(first);
+    first.moveText(SharedBytes(Bytes("cba")));
+    const ByteView view = second->bytes();
+    second.reset();
+    EXPECT_EQ(view, "abc");
+    EXPECT_EQ(view.data(), first.bytes().data());
 }
 
 class WrittenFormOfADictionary : public testing::Test {

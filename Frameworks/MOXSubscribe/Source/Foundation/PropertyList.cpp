@@ -10,17 +10,24 @@ namespace mox {
 
 // Data
 
-PropertyList::Data::Data(Bytes bytes) : _content(std::make_shared<const Content>(std::move(bytes))) {}
+PropertyList::Data::Data(Bytes bytes) {
+    auto decoded = std::make_unique<const Bytes>(std::move(bytes));
+    auto shared = std::make_shared<Decoded>(decoded.get());
+    static_cast<void>(decoded.release());
+    _content = std::make_shared<const Content>(Content{{}, nullptr, std::move(shared)});
+}
 
 PropertyList::Data::Data(SharedBytes text, Decoder decode)
-    : _content(std::make_shared<const Content>(std::move(text), decode)) {}
+    : _content(std::make_shared<const Content>(
+          Content{std::move(text), decode, std::make_shared<Decoded>(nullptr)})) {}
 
 ByteView PropertyList::Data::bytes() const {
-    const Bytes* bytes = _content->bytes.load(std::memory_order_acquire);
+    std::atomic<const Bytes*>& shared = _content->decoded->bytes;
+    const Bytes* bytes = shared.load(std::memory_order_acquire);
     if (bytes) return *bytes;
     auto decoded = std::make_unique<const Bytes>(_content->decode(_content->text.view()));
     // Of several threads the first one's bytes stay, and the others take those.
-    if (_content->bytes.compare_exchange_strong(bytes, decoded.get(), std::memory_order_acq_rel))
+    if (shared.compare_exchange_strong(bytes, decoded.get(), std::memory_order_acq_rel))
         bytes = decoded.release();
     return *bytes;
 }
@@ -30,8 +37,7 @@ const SharedBytes* PropertyList::Data::text() const noexcept {
 }
 
 void PropertyList::Data::moveText(SharedBytes text) const {
-    if (!_content->bytes.load(std::memory_order_relaxed))
-        _content = std::make_shared<const Content>(std::move(text), _content->decode);
+    _content = std::make_shared<const Content>(Content{std::move(text), _content->decode, _content->decoded});
 }
 
 bool operator==(const PropertyList::Data& left, const PropertyList::Data& right) {

@@ -70,23 +70,25 @@ public:
         const SharedBytes* text() const noexcept;
 
         /// Lets an equal text elsewhere stand for the bytes, so that the whole of which it was a part need
-        /// not stay in memory. Does nothing once the bytes have been decoded, since there may be views of
-        /// them. This is no change of the value.
+        /// not stay in memory. This is no change of the value, and views of its bytes hold as before.
         void moveText(SharedBytes text) const;
 
         friend MOX_EXPORT bool operator==(const Data& left, const Data& right);
 
     private:
-        struct Content {
-            explicit Content(Bytes&& newBytes) : bytes(new Bytes(std::move(newBytes))) {}
-            Content(SharedBytes&& newText, Decoder newDecoder) noexcept
-                : text(std::move(newText)), decode(newDecoder) {}
-            ~Content() { delete bytes.load(std::memory_order_relaxed); }
+        /// The bytes, apart from the text, so that copies share them whatever text stands for them by now.
+        struct Decoded {
+            explicit Decoded(const Bytes* newBytes) noexcept : bytes(newBytes) {}
+            ~Decoded() { delete bytes.load(std::memory_order_relaxed); }
 
             /// Null until the text has been decoded, then always the same.
-            mutable std::atomic<const Bytes*> bytes = nullptr;
+            std::atomic<const Bytes*> bytes;
+        };
+
+        struct Content {
             SharedBytes text;
-            Decoder decode = nullptr;
+            Decoder decode;
+            std::shared_ptr<Decoded> decoded;
         };
 
         mutable std::shared_ptr<const Content> _content;

@@ -44,8 +44,23 @@ PropertyList newFolderNode() {
 }
 
 /// The subscriptions of `node`; null when it is null or lacks them.
-PropertyList::Dictionary* subscriptionsOfNode(PropertyList::Dictionary* node) {
+template<typename Dictionary>
+Dictionary* subscriptionsOfNode(Dictionary* node) {
     return node ? node->dictionary(subscriptionsKey) : nullptr;
+}
+
+/// The node at the end of the lenient walk along `path`, and `nodeWithoutKeys` in place of what is none. A
+/// walk through constant nodes changes nothing, not even which of them may keep their text.
+template<typename Dictionary>
+Dictionary* endOfWalk(Dictionary* node, std::string_view path, Dictionary* nodeWithoutKeys) {
+    for (const std::string& component : pathComponents(wellFormed(path))) {
+        Dictionary* folders = node->dictionary(foldersKey);
+        auto* child = folders ? folders->find(component) : nullptr;
+        if (!child) return node;
+        node = child->dictionary();
+        if (!node) return nodeWithoutKeys;
+    }
+    return node;
 }
 
 /// Stores the value that is under `sourceName` in `source` under `destinationName` in `destination`, then
@@ -212,15 +227,12 @@ void MOXPlistSubscriptionManager::putUnreadableFileAside() {
 
 PropertyList::Dictionary* MOXPlistSubscriptionManager::dictionaryForPath(std::string_view path) {
     if (!_subscriptionHierarchy) return nullptr;
-    PropertyList::Dictionary* node = _subscriptionHierarchy->dictionary();
-    for (const std::string& component : pathComponents(wellFormed(path))) {
-        PropertyList::Dictionary* folders = node->dictionary(foldersKey);
-        PropertyList* child = folders ? folders->find(component) : nullptr;
-        if (!child) return node;
-        node = child->dictionary();
-        if (!node) return &_nodeWithoutKeys;
-    }
-    return node;
+    return endOfWalk(_subscriptionHierarchy->dictionary(), path, &_nodeWithoutKeys);
+}
+
+const PropertyList::Dictionary* MOXPlistSubscriptionManager::nodeForPath(std::string_view path) const {
+    if (!_subscriptionHierarchy) return nullptr;
+    return endOfWalk(_subscriptionHierarchy->dictionary(), path, &_nodeWithoutKeys);
 }
 
 PropertyList::Dictionary* MOXPlistSubscriptionManager::parentDictionaryForPath(std::string_view path) {
@@ -232,7 +244,7 @@ PropertyList::Dictionary* MOXPlistSubscriptionManager::parentDictionaryForPath(s
 
 std::shared_ptr<MOXPlistSubscription>
 MOXPlistSubscriptionManager::subscriptionInFolder(std::string_view fileName, std::string_view folder) {
-    const PropertyList::Dictionary* subscriptions = subscriptionsOfNode(dictionaryForPath(folder));
+    const PropertyList::Dictionary* subscriptions = subscriptionsOfNode(nodeForPath(folder));
     const PropertyList::Dictionary* entry =
         subscriptions ? subscriptions->dictionary(wellFormed(fileName)) : nullptr;
     return entry ? MOXPlistSubscription::subscriptionWithDictionary(*entry) : nullptr;
@@ -377,7 +389,7 @@ bool MOXPlistSubscriptionManager::renameFolderAtPath(std::string_view path, std:
         return false;
     }
     const std::string name = nameAtPath(path);
-    if (!folders->find(name)) return false;
+    if (!std::as_const(*folders).find(name)) return false;
     moveValue(*folders, name, *folders, nameAtPath(newPath));
     saveSubscriptions();
     return true;
@@ -393,7 +405,7 @@ bool MOXPlistSubscriptionManager::removeFolderAtPath(std::string_view path, bool
     }
     if (PropertyList::Dictionary* folders = parent->dictionary(foldersKey)) {
         const std::string name = nameAtPath(path);
-        if (onlyIfEmpty && folderContainsSubscriptions(folders->dictionary(name))) return true;
+        if (onlyIfEmpty && folderContainsSubscriptions(std::as_const(*folders).dictionary(name))) return true;
         folders->remove(name);
     } else {
         reportBadlyFormedDictionary(names::removeFolderAtPath, 456);
@@ -435,7 +447,7 @@ MOXPlistSubscriptionManager::subscriptionAtPath(std::string_view path, std::opti
         storeError(error, invalidArgumentError());
         return nullptr;
     }
-    const PropertyList::Dictionary* subscriptions = subscriptionsOfNode(dictionaryForPath(path));
+    const PropertyList::Dictionary* subscriptions = subscriptionsOfNode(nodeForPath(path));
     const PropertyList* entry = subscriptions ? subscriptions->find(nameAtPath(path)) : nullptr;
     if (!entry) {
         storeError(error, frameworkError(MOXSubscribeNoSubscriptionAtPathError));
@@ -483,7 +495,7 @@ bool MOXPlistSubscriptionManager::moveSubscriptionFrom(std::string_view source, 
         return false;
     }
     const std::string sourceName = nameAtPath(source);
-    if (!sourceSubscriptions->dictionary(sourceName)) return false;
+    if (!std::as_const(*sourceSubscriptions).dictionary(sourceName)) return false;
 
     PropertyList::Dictionary* destinationSubscriptions =
         subscriptionsOfNode(dictionaryForPath(stringByDeletingLastPathComponent(destination)));

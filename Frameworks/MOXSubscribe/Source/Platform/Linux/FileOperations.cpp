@@ -2,7 +2,6 @@
 
 #include "Platform/TemporaryNames.hpp"
 
-#include <climits>
 
 #include <algorithm>
 #include <array>
@@ -143,21 +142,23 @@ ErrorNumber writeAll(SystemCalls& system, int descriptor, ByteView content) {
 
 ErrorNumber writeAll(SystemCalls& system, int descriptor, const std::vector<ByteView>& pieces) {
     if (pieces.size() == 1) return writeAll(system, descriptor, pieces.front());
-    std::vector<struct ::iovec> rest;
-    rest.reserve(pieces.size());
-    for (const ByteView piece : pieces)
-        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the call does not change what it writes.
-        rest.push_back({const_cast<char*>(piece.data()), piece.size()});
-    for (std::size_t next = 0; next != rest.size();) {
-        const int count = static_cast<int>(std::min<std::size_t>(rest.size() - next, IOV_MAX));
-        const ssize_t written = uninterrupted([&] { return system.writev(descriptor, &rest[next], count); });
+    // Without memory that could be wanting: the file is there already, and nobody would remove it.
+    std::array<struct ::iovec, 256> next = {};
+    std::size_t first = 0;
+    std::size_t writtenOfFirst = 0;
+    while (first != pieces.size()) {
+        const std::size_t count = std::min(next.size(), pieces.size() - first);
+        for (std::size_t index = 0; index < count; ++index) {
+            const ByteView piece = pieces[first + index].substr(index == 0 ? writtenOfFirst : 0);
+            // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the call does not change what it writes.
+            next[index] = {const_cast<char*>(piece.data()), piece.size()};
+        }
+        const ssize_t written =
+            uninterrupted([&] { return system.writev(descriptor, next.data(), static_cast<int>(count)); });
         if (written < 0) return errno;
-        auto left = static_cast<std::size_t>(written);
-        while (next != rest.size() && left >= rest[next].iov_len)
-            left -= rest[next++].iov_len;
-        if (left == 0) continue;
-        rest[next].iov_base = static_cast<char*>(rest[next].iov_base) + left;
-        rest[next].iov_len -= left;
+        writtenOfFirst += static_cast<std::size_t>(written);
+        while (first != pieces.size() && writtenOfFirst >= pieces[first].size())
+            writtenOfFirst -= pieces[first++].size();
     }
     return 0;
 }
