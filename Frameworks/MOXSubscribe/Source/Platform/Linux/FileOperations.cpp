@@ -2,7 +2,6 @@
 
 #include "Platform/TemporaryNames.hpp"
 
-
 #include <algorithm>
 #include <array>
 #include <cstdio>
