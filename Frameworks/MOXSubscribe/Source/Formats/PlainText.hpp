@@ -16,7 +16,7 @@ constexpr TextWord eachByte(unsigned char byte) {
 }
 
 inline TextWord textWordAt(const char* bytes) {
-    TextWord word;
+    TextWord word = 0;
     std::memcpy(&word, bytes, sizeof word);
     return word;
 }

@@ -58,10 +58,12 @@ public:
 
 private:
     struct Free {
+        // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): the other half of std::realloc.
         void operator()(char* storage) const { std::free(storage); }
     };
 
     void setCapacity(std::size_t capacity) {
+        // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
         void* storage = std::realloc(_storage.get(), capacity);
         if (storage == nullptr) throw std::bad_alloc();
         static_cast<void>(_storage.release());

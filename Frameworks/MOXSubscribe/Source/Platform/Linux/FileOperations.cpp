@@ -14,7 +14,7 @@ namespace {
 
 /// Whether there is a directory at `path`; 0, or why not. What is there but no directory is EEXIST.
 ErrorNumber checkDirectory(SystemCalls& system, const std::string& path) {
-    struct ::stat status;
+    struct ::stat status = {};
     if (system.stat(path.c_str(), &status) < 0) return errno == ENOTDIR ? EEXIST : errno;
     return S_ISDIR(status.st_mode) ? 0 : EEXIST;
 }
@@ -93,7 +93,7 @@ std::string nameInFolder(const std::string& path) {
 }
 
 ErrorNumber makeHiddenName(SystemCalls& system, std::string& name) {
-    std::array<unsigned char, temporaryNameDigits / 2> random;
+    std::array<unsigned char, temporaryNameDigits / 2> random = {};
     if (system.getentropy(random.data(), random.size()) < 0) return errno;
     name = temporaryNamePrefix;
     for (const unsigned char byte : random) {
@@ -106,7 +106,7 @@ ErrorNumber makeHiddenName(SystemCalls& system, std::string& name) {
 
 ErrorNumber readPathOf(SystemCalls& system, int descriptor, std::string& path) {
     // Longer paths than fit are ENAMETOOLONG to the kernel too.
-    std::array<char, PATH_MAX> buffer;
+    std::array<char, PATH_MAX> buffer = {};
     const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
     const ssize_t length = system.readlinkat(AT_FDCWD, link.c_str(), buffer.data(), buffer.size());
     if (length < 0) return errno;
@@ -115,8 +115,8 @@ ErrorNumber readPathOf(SystemCalls& system, int descriptor, std::string& path) {
     // The kernel marks the path of what was deleted with a text that a genuine name may have too, and gives
     // no absolute path for what is out of reach: only what is found at the path tells.
     if (!found.starts_with('/')) return ENOENT;
-    struct ::stat item;
-    struct ::stat atPath;
+    struct ::stat item = {};
+    struct ::stat atPath = {};
     if (system.fstat(descriptor, &item) < 0) return errno;
     if (system.lstat(found.c_str(), &atPath) < 0) return errno == ENOTDIR ? ENOENT : errno;
     if (item.st_dev != atPath.st_dev || item.st_ino != atPath.st_ino) return ENOENT;
@@ -224,7 +224,7 @@ ErrorNumber moveWithoutReplacing(SystemCalls& system, int sourceFolder, const st
     if (system.renameat2(sourceFolder, from, destinationFolder, to, RENAME_NOREPLACE) == 0) return 0;
     if (errno != EINVAL && errno != ENOSYS) return errno;
     // The file system has no such rename: the next best is to look first.
-    struct ::stat status;
+    struct ::stat status = {};
     if (system.fstatat(destinationFolder, to, &status, AT_SYMLINK_NOFOLLOW) == 0) return EEXIST;
     if (errno != ENOENT) return errno;
     return errorNumberOf(system.renameat(sourceFolder, from, destinationFolder, to));

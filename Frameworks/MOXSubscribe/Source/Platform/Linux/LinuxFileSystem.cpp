@@ -60,6 +60,7 @@ ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expected
         return error;
     // The end is looked for with a buffer of its own: the content, which may be large, would have to move.
     while (!isAtEnd) {
+        // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing the buffer would take longer.
         std::array<char, piece> more;
         std::size_t count = 0;
         if (const ErrorNumber error = readRest(system, descriptor, more.data(), piece, count, isAtEnd))
@@ -79,7 +80,7 @@ ErrorNumber readFile(SystemCalls& system, const std::string& path, Resize resize
     // Without O_NONBLOCK, opening a pipe would wait for somebody to write to it.
     const Descriptor file(system, path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (file.openError() != 0) return file.openError();
-    struct ::stat status;
+    struct ::stat status = {};
     if (system.fstat(file.number(), &status) < 0) return errno;
     if (const ErrorNumber error = refusalOfKind(status.st_mode)) return error;
     const auto size = static_cast<std::uintmax_t>(std::max<off_t>(status.st_size, 0));
@@ -89,7 +90,7 @@ ErrorNumber readFile(SystemCalls& system, const std::string& path, Resize resize
 /// The permission bits that the file to be written over `name` must have; nil when the umask decides.
 ErrorNumber findRequiredMode(SystemCalls& system, const Descriptor& folder, const std::string& name,
                              std::optional<FileMode>& mode) {
-    struct ::stat status;
+    struct ::stat status = {};
     if (system.fstatat(folder.number(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) < 0)
         return errno == ENOENT ? 0 : errno;
     if (S_ISREG(status.st_mode)) mode = status.st_mode & permissionBits;
@@ -130,7 +131,7 @@ ErrorNumber makeTemporaryDirectory(SystemCalls& system, std::string& path) {
     if (!path.ends_with(placeholder) || holdsNul(path)) return EINVAL;
     constexpr int mostTries = 100;
     for (int tries = 0; tries < mostTries; ++tries) {
-        std::array<unsigned char, placeholder.size()> random;
+        std::array<unsigned char, placeholder.size()> random = {};
         if (system.getentropy(random.data(), random.size()) < 0) return errno;
         std::transform(random.begin(), random.end(), path.end() - placeholder.size(),
                        [](unsigned char byte) { return "0123456789abcdefghijklmnopqrstuv"[byte % 32]; });
@@ -154,6 +155,7 @@ EntryKind entryKindOfType(unsigned char type) {
 }
 
 /// The open directory at a path.
+// NOLINTNEXTLINE(cppcoreguidelines-virtual-class-destructor): nothing can be derived from it.
 class OpenDirectory final : public VisitedDirectory {
 public:
     OpenDirectory(SystemCalls& system, int descriptor, const std::string& path)
@@ -176,7 +178,7 @@ private:
 
 ItemKind LinuxFileSystem::itemKindAtPath(const std::string& path) {
     if (holdsNul(path)) return ItemKind::Missing;
-    struct ::stat status;
+    struct ::stat status = {};
     if (_system.stat(path.c_str(), &status) == 0) {
         return S_ISDIR(status.st_mode) ? ItemKind::Directory : ItemKind::File;
     }
@@ -191,7 +193,7 @@ ItemKind LinuxFileSystem::itemKindAtPath(const std::string& path) {
 }
 
 Result<ItemIdentity> LinuxFileSystem::identityOfItem(const std::string& path) {
-    struct ::stat status;
+    struct ::stat status = {};
     if (holdsNul(path)) return readError(path, EINVAL);
     if (_system.stat(path.c_str(), &status) != 0) return readError(path, errno);
     return ItemIdentity{status.st_dev, status.st_ino};
@@ -231,7 +233,7 @@ Result<void> LinuxFileSystem::writeFileInPlace(const std::string& path, ByteView
     if (holdsNul(path)) return writeError(path, EINVAL);
     Descriptor file(_system, path, O_WRONLY | O_CREAT | O_TRUNC | O_NONBLOCK | O_NOCTTY, 0666);
     if (file.openError() != 0) return writeError(path, file.openError());
-    struct ::stat status;
+    struct ::stat status = {};
     if (_system.fstat(file.number(), &status) < 0) return writeError(path, errno);
     if (const ErrorNumber error = refusalOfKind(status.st_mode)) return writeError(path, error);
     if (const ErrorNumber error = writeAll(_system, file.number(), content)) return writeError(path, error);

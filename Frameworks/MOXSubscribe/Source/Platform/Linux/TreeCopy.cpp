@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstddef>
 #include <dirent.h>
 #include <fcntl.h>
 #include <new>
@@ -53,7 +54,7 @@ private:
     /// Copies an item of the current directory, or enters it.
     ErrorNumber copyItem(const char* source, const char* name, unsigned char type) {
         if (type == DT_UNKNOWN) {
-            struct ::stat status;
+            struct ::stat status = {};
             if (_system.fstatat(_sources.descriptor(), source, &status, AT_SYMLINK_NOFOLLOW) < 0)
                 return errno;
             type = static_cast<unsigned char>(IFTODT(status.st_mode));
@@ -94,7 +95,7 @@ private:
     }
 
     ErrorNumber copyLink(const char* source, const char* name) {
-        std::array<char, PATH_MAX> target;
+        std::array<char, PATH_MAX> target = {};
         const ssize_t length =
             _system.readlinkat(_sources.descriptor(), source, target.data(), target.size());
         if (length < 0) return errno;
@@ -110,7 +111,7 @@ private:
         const Descriptor original(_system, _sources.descriptor(), source,
                                   O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY);
         if (original.openError() != 0) return original.openError();
-        struct ::stat status;
+        struct ::stat status = {};
         if (_system.fstat(original.number(), &status) < 0) return errno;
         if (const ErrorNumber error = refusalOfKind(status.st_mode)) return error;
         Descriptor copy(_system, _copies.descriptor(), name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW,
@@ -143,7 +144,7 @@ private:
 
     /// Copies what comes behind the positions in the files.
     ErrorNumber copyRest(int original, int copy) {
-        _buffer.resize(64 * 1024);
+        _buffer.resize(std::size_t{64} * 1024);
         for (;;) {
             const ssize_t count =
                 uninterrupted([&] { return _system.read(original, _buffer.data(), _buffer.size()); });
