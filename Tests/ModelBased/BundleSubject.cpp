@@ -16,6 +16,7 @@
 #include <system_error>
 
 #include "ModelBased/BundleReference.hpp"
+#include "ModelBased/CommonOperations.hpp"
 #include "ModelBased/SubjectTexts.hpp"
 
 namespace mox::test::model {
@@ -25,54 +26,24 @@ namespace fs = std::filesystem;
 
 constexpr int registrationStatus = 5;
 
-std::string element(const std::string& name, const std::string& text) {
-    std::string xml = "<" + name + ">";
-    for (const char character : text) {
-        switch (character) {
-        case '&':
-            xml.append("&amp;");
-            break;
-        case '<':
-            xml.append("&lt;");
-            break;
-        case '\r':
-            xml.append("&#13;");
-            break;
-        default:
-            xml.push_back(character);
-        }
-    }
-    return xml + "</" + name + ">";
-}
-
-std::string dictionaryOf(const std::string& content) {
-    return R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>)" + content +
-           "</dict></plist>";
-}
-
-std::string xmlOf(const Entry& alias) {
-    std::string xml;
-    for (const auto& [key, value] : alias) {
-        xml.append(element("key", key));
-        xml.append(element(value.kind == EntryValue::Kind::Text ? "string" : "integer", value.text));
-    }
-    return dictionaryOf(xml);
+std::string fileWith(const std::string& xml) {
+    return R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0">)" + xml + "</plist>";
 }
 
 std::string xmlOf(const InfoList& infoList) {
-    std::string xml;
+    std::string xml = "<dict>";
     for (const auto& [key, text] : infoList.texts)
-        xml.append(element("key", key)).append(element("string", text));
-    if (!infoList.documentTypes) return dictionaryOf(xml);
-    xml.append(element("key", "CFBundleDocumentTypes")).append("<array>");
+        xml.append(xmlElement("key", key)).append(xmlElement("string", text));
+    if (!infoList.documentTypes) return xml + "</dict>";
+    xml.append(xmlElement("key", "CFBundleDocumentTypes")).append("<array>");
     for (const DocumentType& type : *infoList.documentTypes) {
-        xml.append("<dict><key>CFBundleTypeName</key>").append(element("string", type.name));
+        xml.append("<dict><key>CFBundleTypeName</key>").append(xmlElement("string", type.name));
         xml.append("<key>CFBundleTypeExtensions</key><array>");
         for (const std::string& extension : type.extensions)
-            xml.append(element("string", extension));
+            xml.append(xmlElement("string", extension));
         xml.append("</array></dict>");
     }
-    return dictionaryOf(xml + "</array>");
+    return xml + "</array></dict>";
 }
 
 std::string iconFileOfSide(int side) {
@@ -103,8 +74,8 @@ bool isFile(const std::string& path) {
 /// Puts a reference's item on the disk.
 void materialise(const Item& item, const std::string& path) {
     if (!item.isFolder) {
-        return write(path, item.infoList ? xmlOf(*item.infoList)
-                           : item.alias  ? xmlOf(*item.alias)
+        return write(path, item.infoList ? fileWith(xmlOf(*item.infoList))
+                           : item.alias  ? fileWith(xmlOf(*item.alias))
                            : item.icon   ? iconFileOfSide(item.icon)
                                          : item.bytes);
     }
@@ -157,12 +128,21 @@ std::string withoutPercents(const std::string& text) {
     return decoded;
 }
 
-void append(Observations& results, bool result) {
-    results.emplace_back(result ? "YES" : "NO");
-}
-
-std::string toldPath(const std::optional<std::string>& text) {
-    return text ? quoted(*text) : "nil";
+/// What can be seen of a stub's record.
+Observations toldStub(const MOXSubscription* record) {
+    Observations lines = propertiesOf(record);
+    if (!record) return lines;
+    lines.push_back("path " + told(record->path()) + " name " + told(record->fileName()));
+    lines.push_back("version " + record->subscriptionVersion().value_or("nil"));
+    lines.emplace_back(record->needsUpdate() ? "old" : "current");
+    const std::optional<std::vector<MOXFileType>> fileTypes = record->fileTypes();
+    for (const MOXFileType& type : fileTypes.value()) {
+        std::string text = "file type " + type.group;
+        for (const std::string& extension : type.extensions)
+            text.append(" ").append(extension);
+        lines.push_back(text + " " + told(type.description));
+    }
+    return lines;
 }
 
 } // namespace
@@ -341,35 +321,19 @@ void BundleSubject::interfere(const Step& step) const {
     }
 }
 
-void BundleSubject::tell(const std::shared_ptr<MOXSubscription>& record, Observations& results) const {
-    results = propertiesOf(record.get());
-    if (!record) return;
-    results.push_back("path " + toldPath(record->path()) + " name " + toldPath(record->fileName()));
-    results.push_back("version " + record->subscriptionVersion().value_or("nil"));
-    results.emplace_back(record->needsUpdate() ? "old" : "current");
-    const std::optional<std::vector<MOXFileType>> fileTypes = record->fileTypes();
-    for (const MOXFileType& type : fileTypes.value()) {
-        std::string text = "file type " + type.group;
-        for (const std::string& extension : type.extensions)
-            text.append(" ").append(extension);
-        results.push_back(text + " " + toldPath(type.description));
-    }
-}
-
-void BundleSubject::call(Step step, Observations& results, std::optional<Error>* error) {
-    Observations callbacks;
+Observations BundleSubject::resultOf(const Step& step, Observations& callbacks, std::optional<Error>* error) {
     const bool stops = (step.variant & Stops) != 0;
     MOXUpdateErrorBlock errorBlock = [&](const std::string& path, const std::optional<Error>& failure,
                                          bool& stop) {
-        callbacks.push_back("callback failure of " + path + " " + textOfPlace(failure));
+        callbacks.push_back("failure of " + path + " " + textOfPlace(failure));
         stop = stops;
     };
     MOXUpdateStoreNameBlock storeNameBlock = [&](const std::optional<std::string>& serverName) {
-        callbacks.push_back("callback store of " + serverName.value_or("nil"));
+        callbacks.push_back("store of " + serverName.value_or("nil"));
         return step.store;
     };
     MOXUpdateIconBlock iconBlock = [&](const std::shared_ptr<MOXSubscription>& record) {
-        callbacks.push_back("callback icon of " + record->path().value_or("nil"));
+        callbacks.push_back("icon of " + record->path().value_or("nil"));
         const bool hasIcon = step.info && step.info->icon != 0;
         return hasIcon ? std::optional(imageOfSide(step.info->icon)) : std::nullopt;
     };
@@ -378,80 +342,36 @@ void BundleSubject::call(Step step, Observations& results, std::optional<Error>*
     if ((step.variant & GivesIconBlock) == 0) iconBlock = nullptr;
 
     switch (step.operation) {
-    case Operation::Subscribe:
-        append(results, _manager->subscribeToResource(step.resource.value_or(""), keywordsOf(step), error));
-        break;
-    case Operation::LookUp:
-        tell(_manager->subscriptionAtPath(step.path, error), results);
-        break;
     case Operation::RecordAtPath:
-        tell(MOXFileSubscription::subscriptionWithPath(step.path, error), results);
-        break;
-    case Operation::IsSubscription:
-        append(results, _manager->isSubscriptionAtPath(step.path));
-        break;
-    case Operation::Remove:
-        append(results, _manager->removeSubscriptionAtPath(step.path, error));
-        break;
-    case Operation::CreateFolder:
-        append(results, _manager->createFolderAtPath(step.path, error));
-        break;
-    case Operation::RenameFolder:
-        append(results, _manager->renameFolderAtPath(step.path, step.other, error));
-        break;
-    case Operation::RemoveFolder:
-        append(results, _manager->removeFolderAtPath(step.path, step.flag, error));
-        break;
-    case Operation::Move:
-        append(results, _manager->moveSubscriptionFrom(step.path, step.other, error));
-        break;
-    case Operation::RemoveAll:
-        results = _manager->removeAllSubscriptionsWithUniqueName(step.resource, step.store)
-                      .value_or(std::vector<std::string>{"nil"});
-        break;
-    case Operation::ListFolder:
-        results = _manager->subscriptionPathsInFolder(step.path, step.flag);
-        break;
+        return toldStub(MOXFileSubscription::subscriptionWithPath(step.path, error).get());
+    case Operation::WriteRecord:
+        return resultOfWriting(
+            *MOXFileSubscription::subscriptionWithFileName(step.fileName, recordKeywordsOf(step)), step,
+            error);
     case Operation::Update:
         _manager->updateSubscriptionsAtPaths(step.paths, errorBlock, storeNameBlock, iconBlock);
-        break;
+        return {};
     case Operation::UpdateOne:
-        append(results, _manager->updateSubscriptionAtPath(step.path, storeNameBlock, iconBlock, error));
-        break;
+        return yesOrNo(_manager->updateSubscriptionAtPath(step.path, storeNameBlock, iconBlock, error));
     case Operation::NameOfSubscription:
-        results = {toldPath(
-            _manager->fileNameForSubscription(MOXFileSubscription::subscriptionWithPath(step.path)))};
-        break;
+        return {
+            told(_manager->fileNameForSubscription(MOXFileSubscription::subscriptionWithPath(step.path)))};
     case Operation::PathOfSubscription:
-        results = {
-            toldPath(_manager->pathForSubscription(MOXFileSubscription::subscriptionWithPath(step.path)))};
-        break;
-    case Operation::WriteRecord: {
-        const auto record =
-            MOXFileSubscription::subscriptionWithFileName(step.fileName, recordKeywordsOf(step));
-        applyInfo(step, *record);
-        append(results, record->writeToFolder(step.path, step.other, error));
-        break;
-    }
+        return {told(_manager->pathForSubscription(MOXFileSubscription::subscriptionWithPath(step.path)))};
     case Operation::RemoveItem:
-        append(results, _manager->removeItemAtPath(step.path, step.flag, error));
-        break;
+        return yesOrNo(_manager->removeItemAtPath(step.path, step.flag, error));
     case Operation::Reopen:
         reopen();
-        break;
+        return {};
     case Operation::Interfere:
         interfere(step);
-        break;
+        return {};
     case Operation::DeliverFolderEvents:
         _environment.folderEvents.deliver(step.paths);
-        break;
+        return {};
     default:
-        results.emplace_back("unknown operation");
-        break;
+        return resultOfCommonOperation(*_manager, step, toldStub, error);
     }
-    for (std::string& line : results)
-        line.insert(0, "result ");
-    results.insert(results.end(), callbacks.begin(), callbacks.end());
 }
 
 Observations BundleSubject::perform(const Step& step) {
@@ -469,20 +389,20 @@ Observations BundleSubject::perform(const Step& step) {
     letFail(step.fault);
     std::optional<Error> place = staleError();
     Observations observations;
+    Observations callbacks;
     try {
-        call(known, observations, step.wantsError ? &place : nullptr);
+        append(observations, "result", resultOf(known, callbacks, step.wantsError ? &place : nullptr));
     } catch (const std::exception& exception) {
         observations.push_back(std::string("exception ") + exception.what());
     }
+    append(observations, "callback", callbacks);
     if (step.wantsError) observations.push_back("error " + textOfPlace(place));
-    model::append(observations, "log", _environment.systemLog.lines());
+    append(observations, "log", _environment.systemLog.lines());
     for (const std::string& line : _environment.launchRegistration.callsWithinBatches()) {
         if (!line.starts_with("reconcile")) observations.push_back("desktop " + line);
     }
     observations.push_back("notifications " + std::to_string(_notifications));
-    observations.push_back("number " + std::to_string(_manager->numberOfSubscriptions()));
-    model::append(observations, "subscription", _manager->subscriptionPaths());
-    model::append(observations, "folder", _manager->folders());
+    appendLists(observations, *_manager);
     for (std::string& line : observations)
         line = shortened(line);
     return observations;

@@ -33,11 +33,12 @@ public:
     std::vector<std::string> namesIn(const std::string& path) const;
 
 private:
-    void call(Step step, Observations& results, std::optional<Error>* error);
+    /// What the operation of `step` gives to the client. Each call of one of the client's blocks becomes a
+    /// line in `callbacks`.
+    Observations resultOf(const Step& step, Observations& callbacks, std::optional<Error>* error);
     void letFail(int fault);
     void interfere(const Step& step) const;
     void putTemplate(int type, const std::string& version) const;
-    void tell(const std::shared_ptr<MOXSubscription>& record, Observations& results) const;
     void reopen();
     std::string expanded(const std::string& path) const;
     std::string shortened(std::string text) const;

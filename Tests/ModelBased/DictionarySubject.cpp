@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "ModelBased/CommonOperations.hpp"
 #include "ModelBased/DictionaryReference.hpp"
 #include "ModelBased/SubjectTexts.hpp"
 
@@ -16,43 +17,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-std::string escaped(const std::string& text) {
-    std::string result;
-    for (const char character : text)
-        result.append(character == '&' ? "&amp;" : character == '<' ? "&lt;" : std::string(1, character));
-    return result;
-}
-
-std::string xmlOf(const Entry& entry) {
-    std::string xml = "<dict>";
-    for (const auto& [key, value] : entry) {
-        xml.append("<key>").append(escaped(key)).append("</key>");
-        const bool isText = value.kind == EntryValue::Kind::Text;
-        xml.append(isText ? "<string>" : "<integer>").append(escaped(value.text));
-        xml.append(isText ? "</string>" : "</integer>");
-    }
-    return xml + "</dict>";
-}
-
 std::string xmlOf(const FolderNode& node) {
     std::string xml = "<dict>";
     if (node.hasFolders) {
         xml.append("<key>Folders</key><dict>");
         for (const auto& [name, child] : node.folders)
-            xml.append("<key>").append(escaped(name)).append("</key>").append(xmlOf(child));
+            xml.append(xmlElement("key", name)).append(xmlOf(child));
         xml.append("</dict>");
     }
     if (node.hasSubscriptions) {
         xml.append("<key>Subscriptions</key><dict>");
         for (const auto& [name, entry] : node.subscriptions)
-            xml.append("<key>").append(escaped(name)).append("</key>").append(xmlOf(entry));
+            xml.append(xmlElement("key", name)).append(xmlOf(entry));
         xml.append("</dict>");
     }
     return xml + "</dict>";
-}
-
-void append(Observations& results, bool result) {
-    results.emplace_back(result ? "YES" : "NO");
 }
 
 } // namespace
@@ -103,9 +82,10 @@ std::string DictionarySubject::disk() const {
     return tree ? textOf(*tree) : "unreadable";
 }
 
-void DictionarySubject::call(const Step& step, Observations& results, std::optional<Error>* error) {
-    const auto never = [&results](auto&&...) -> std::optional<std::string> {
-        results.emplace_back("a callback was called");
+Observations DictionarySubject::resultOf(const Step& step, std::optional<Error>* error) {
+    Observations calls;
+    const auto never = [&calls](auto&&...) -> std::optional<std::string> {
+        calls.emplace_back("a callback was called");
         return std::nullopt;
     };
     const MOXUpdateErrorBlock errorBlock = never;
@@ -114,65 +94,27 @@ void DictionarySubject::call(const Step& step, Observations& results, std::optio
         return std::nullopt;
     };
     switch (step.operation) {
-    case Operation::Subscribe:
-        append(results, _manager->subscribeToResource(step.resource.value_or(""), keywordsOf(step), error));
-        break;
-    case Operation::LookUp:
-        results = propertiesOf(_manager->subscriptionAtPath(step.path, error).get());
-        break;
     case Operation::RecordAtPath:
-        results = propertiesOf(MOXPlistSubscription::subscriptionWithPath(step.path, error).get());
-        break;
-    case Operation::IsSubscription:
-        append(results, _manager->isSubscriptionAtPath(step.path));
-        break;
-    case Operation::Remove:
-        append(results, _manager->removeSubscriptionAtPath(step.path, error));
-        break;
-    case Operation::CreateFolder:
-        append(results, _manager->createFolderAtPath(step.path, error));
-        break;
-    case Operation::RenameFolder:
-        append(results, _manager->renameFolderAtPath(step.path, step.other, error));
-        break;
-    case Operation::RemoveFolder:
-        append(results, _manager->removeFolderAtPath(step.path, step.flag, error));
-        break;
-    case Operation::Move:
-        append(results, _manager->moveSubscriptionFrom(step.path, step.other, error));
-        break;
-    case Operation::RemoveAll:
-        results = _manager->removeAllSubscriptionsWithUniqueName(step.resource, step.store)
-                      .value_or(std::vector<std::string>{"nil"});
-        break;
-    case Operation::ListFolder:
-        results = _manager->subscriptionPathsInFolder(step.path, step.flag);
-        break;
+        return propertiesOf(MOXPlistSubscription::subscriptionWithPath(step.path, error).get());
+    case Operation::WriteRecord:
+        return resultOfWriting(
+            *MOXPlistSubscription::subscriptionWithFileName(step.fileName, recordKeywordsOf(step)), step,
+            error);
     case Operation::Update:
         _manager->updateSubscriptionsAtPathsStoreNameHandler({step.path}, errorBlock, never, iconBlock);
-        break;
+        return calls;
     case Operation::CommonUpdate:
         _manager->updateSubscriptionsAtPaths({step.path}, errorBlock, never, iconBlock);
-        break;
+        return calls;
     case Operation::NameOfSubscription:
-        _manager->fileNameForSubscription(MOXPlistSubscription::subscription());
-        break;
+        return {told(_manager->fileNameForSubscription(MOXPlistSubscription::subscription()))};
     case Operation::PathOfSubscription:
-        _manager->pathForSubscription(MOXPlistSubscription::subscription());
-        break;
-    case Operation::WriteRecord: {
-        const auto record =
-            MOXPlistSubscription::subscriptionWithFileName(step.fileName, recordKeywordsOf(step));
-        applyInfo(step, *record);
-        append(results, record->writeToFolder(step.path, step.other, error));
-        break;
-    }
+        return {told(_manager->pathForSubscription(MOXPlistSubscription::subscription()))};
     case Operation::Reopen:
         reopen(step.variant);
-        break;
+        return {};
     default:
-        results.emplace_back("unknown operation");
-        break;
+        return resultOfCommonOperation(*_manager, step, propertiesOf, error);
     }
 }
 
@@ -188,12 +130,10 @@ Observations DictionarySubject::perform(const Step& step) {
                                          step.fault == -1 ? FaultDuration::FromThenOn : FaultDuration::Once);
     }
     std::optional<Error> place = staleError();
-    Observations results;
     Observations observations;
     bool isAsserted = false;
     try {
-        call(step, results, step.wantsError ? &place : nullptr);
-        model::append(observations, "result", results);
+        append(observations, "result", resultOf(step, step.wantsError ? &place : nullptr));
     } catch (const InternalInconsistencyException&) {
         isAsserted = true;
     } catch (const std::exception& exception) {
@@ -208,12 +148,10 @@ Observations DictionarySubject::perform(const Step& step) {
                             step.operation != Operation::ListFolder && step.operation != Operation::Update &&
                             step.operation != Operation::Reopen;
     if (step.wantsError && takesError && !isAsserted) observations.push_back("error " + textOfPlace(place));
-    model::append(observations, "log", _environment.systemLog.lines());
+    append(observations, "log", _environment.systemLog.lines());
     observations.push_back(
         "writes " + std::to_string(_environment.fileSystem.count(FileSystemOperation::WriteFileAtomically)));
-    observations.push_back("number " + std::to_string(_manager->numberOfSubscriptions()));
-    model::append(observations, "subscription", _manager->subscriptionPaths());
-    model::append(observations, "folder", _manager->folders());
+    appendLists(observations, *_manager);
     return observations;
 }
 

@@ -31,7 +31,8 @@ public:
     std::string disk() const;
 
 private:
-    void call(const Step& step, Observations& results, std::optional<Error>* error);
+    /// What the operation of `step` gives to the client.
+    Observations resultOf(const Step& step, std::optional<Error>* error);
     void reopen(int variant);
     void putOnDisk(int variant) const;
 

@@ -3,14 +3,6 @@
 namespace mox::test::model {
 namespace {
 
-std::string quoted(const std::string& text) {
-    return "\"" + text + "\"";
-}
-
-std::string told(const std::optional<std::string>& text) {
-    return text ? quoted(*text) : "nil";
-}
-
 std::vector<MOXFileType> fileTypesOf(const std::vector<FileType>& fileTypes) {
     std::vector<MOXFileType> result;
     for (const FileType& fileType : fileTypes)
@@ -91,6 +83,35 @@ Image imageOfSide(int side) {
     image.size = representation.size;
     image.representations.push_back(std::move(representation));
     return image;
+}
+
+std::string xmlElement(const std::string& name, const std::string& text) {
+    std::string xml = "<" + name + ">";
+    for (const char character : text) {
+        switch (character) {
+        case '&':
+            xml.append("&amp;");
+            break;
+        case '<':
+            xml.append("&lt;");
+            break;
+        case '\r':
+            xml.append("&#13;");
+            break;
+        default:
+            xml.push_back(character);
+        }
+    }
+    return xml + "</" + name + ">";
+}
+
+std::string xmlOf(const Entry& entry) {
+    std::string xml = "<dict>";
+    for (const auto& [key, value] : entry) {
+        xml.append(xmlElement("key", key));
+        xml.append(xmlElement(value.kind == EntryValue::Kind::Text ? "string" : "integer", value.text));
+    }
+    return xml + "</dict>";
 }
 
 MOXSubscribeKeywords keywordsOf(const Step& step) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "ModelBased/ReferenceRecords.hpp"
 #include "ModelBased/Step.hpp"
 
 namespace mox::test::model {
@@ -22,6 +23,12 @@ std::vector<std::string> propertiesOf(const MOXSubscription* record);
 
 /// A square image of `side` pixels.
 Image imageOfSide(int side);
+
+/// `text` in an XML element `name`.
+std::string xmlElement(const std::string& name, const std::string& text);
+
+/// The XML of a property list's dictionary with what is in `entry`.
+std::string xmlOf(const Entry& entry);
 
 /// The keywords of a subscription.
 MOXSubscribeKeywords keywordsOf(const Step& step);
