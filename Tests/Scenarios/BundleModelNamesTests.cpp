@@ -1,9 +1,9 @@
 #include "Foundation/PathRules.hpp"
 #include "Foundation/UnicodeText.hpp"
-#include "Support/HostileTexts.hpp"
 
 #include "Scenarios/BundleModelDesktop.hpp"
 #include "Scenarios/BundleModelScenario.hpp"
+#include "Scenarios/HostileTextTrials.hpp"
 
 namespace mox::test {
 namespace {
@@ -11,7 +11,7 @@ namespace {
 using namespace std::string_literals;
 
 /// A client with a desktop that really registers, in a home that holds other things too.
-class NamesInTheBundleModel : public BundleModelScenario {
+class NamesInTheBundleModel : public BundleModelScenario, protected HostileTextTrials {
 protected:
     NamesInTheBundleModel() {
         for (const char* decoy : {"home/Documents/decoy", "home/.config/mimeapps.list", "home/decoy", "decoy",
@@ -25,7 +25,7 @@ protected:
 
     /// Everything but what the model may change: stubs, the Trash, and what the desktop is told in files of
     /// our names.
-    Tree elsewhere() const {
+    Tree elsewhere() const override {
         Tree tree = contentsOfTree(scratch.path());
         std::erase_if(tree, [](const auto& item) {
             const bool isForTheDesktop =
@@ -47,17 +47,7 @@ protected:
     }
 
     MOXSubscribeKeywords keywordsOf(const std::string& text, const std::string& fileName) const {
-        MOXSubscribeKeywords keywords = keywordsFor(fileName, inApps());
-        keywords.onStoreNamed = text;
-        keywords.withInternalStoreURL = text;
-        keywords.andExternalStoreURL = text;
-        keywords.andOptionalInfo =
-            MOXOptionalInfo{{"Description", text},
-                            {"SVLaunchURL", text},
-                            {"Publisher Name", text},
-                            {"Content Address", text},
-                            {"FileTypes", std::vector{MOXFileType{text, {text}, text}}}};
-        return keywords;
+        return withText(text, keywordsFor(fileName, inApps()));
     }
 
     bool upgrade(const std::string& path, const MOXUpdateStoreNameBlock& storeNameBlock = {}) {
@@ -70,10 +60,7 @@ protected:
 };
 
 TEST_F(NamesInTheBundleModel, Any_text_in_any_field_comes_back_and_nothing_else_on_the_disk_changes) {
-    before = elsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string& text, const std::string& stored) {
         const std::string path = inApps("Word.app");
         start();
         ASSERT_TRUE(manager->subscribeToResource(text, keywordsOf(text, "Word.app")));
@@ -91,28 +78,19 @@ TEST_F(NamesInTheBundleModel, Any_text_in_any_field_comes_back_and_nothing_else_
             }
             const auto record = manager->subscriptionAtPath(path);
             ASSERT_NE(record, nullptr);
-            for (const auto& value :
-                 {record->resourceName(), record->storeName(), record->internalStoreURL(),
-                  record->externalStoreURL(), record->subscriptionDescription(), record->launchURL(),
-                  record->publisherName(), record->contentAddress()}) {
-                ASSERT_TRUE(value);
-                EXPECT_EQ(*value, stored);
-            }
+            expectTexts(*record, stored);
         }
         EXPECT_EQ(manager->removeAllSubscriptionsWithUniqueName(stored, stored), Paths{path});
         EXPECT_EQ(namesIn(inApps()), Paths());
         EXPECT_EQ(desktop.registeredStubs(), Lines());
-        if (HasFailure()) return;
-    }
-    EXPECT_EQ(elsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheBundleModel, A_file_name_is_one_component_or_refused_and_nothing_else_on_the_disk_changes) {
-    before = elsewhere();
     std::size_t refused = 0;
-    for (const std::string& text : hostileTexts()) {
+    tryEachText([&](const std::string& text, const std::string&) {
         for (const std::string& given : {text, text + ".app"}) {
-            SCOPED_TRACE(given.substr(0, 40));
+            SCOPED_TRACE("as " + given.substr(0, 40));
             // The name is kept in the launch alias, which holds Unicode text only.
             const std::string name = repairedUTF8(given);
             const std::string path = inApps() + "/" + name;
@@ -140,10 +118,8 @@ TEST_F(NamesInTheBundleModel, A_file_name_is_one_component_or_refused_and_nothin
             EXPECT_EQ(namesIn(inApps()), Paths());
             EXPECT_EQ(desktop.registeredStubs(), Lines());
         }
-        if (HasFailure()) return;
-    }
+    });
     EXPECT_GT(refused, 10U);
-    EXPECT_EQ(elsewhere(), before);
 }
 
 TEST_F(NamesInTheBundleModel, Stubs_with_the_names_of_one_text_in_two_spellings_are_two) {
@@ -157,48 +133,30 @@ TEST_F(NamesInTheBundleModel, Stubs_with_the_names_of_one_text_in_two_spellings_
 }
 
 TEST_F(NamesInTheBundleModel, Any_text_set_in_a_record_is_in_the_stub_that_it_writes) {
-    before = elsewhere();
-    start();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string& text, const std::string& stored) {
+        start();
         const auto record = MOXFileSubscription::subscription();
         record->setType(MOXSubscriptionType::Application);
         record->setFileName("Word.app");
-        record->setResourceName(text);
-        record->setStoreName(text);
-        record->setInternalStoreURL(text);
-        record->setExternalStoreURL(text);
-        record->setLaunchURL(text);
-        record->setContentAddress(text);
-        record->setSubscriptionDescription(text);
-        record->setPublisherName(text);
-        record->setServerName(text);
+        setTexts(*record, text);
         record->setFileTypes(std::vector{MOXFileType{text, {text}, text}});
         ASSERT_TRUE(record->writeToFolder(inApps(), text)) << "the name beside the record's own is not used";
         EXPECT_EQ(namesIn(inApps()), Paths{"Word.app"});
         const auto written = MOXFileSubscription::subscriptionWithPath(inApps("Word.app"));
         ASSERT_NE(written, nullptr);
-        for (const auto& value :
-             {written->resourceName(), written->storeName(), written->internalStoreURL(),
-              written->externalStoreURL(), written->subscriptionDescription(), written->launchURL(),
-              written->publisherName(), written->contentAddress(), written->serverName()})
-            EXPECT_EQ(value, stored);
+        expectTexts(*written, stored);
+        EXPECT_EQ(written->serverName(), stored);
         const auto types = written->fileTypes();
         ASSERT_TRUE(types && types->size() == 1);
         EXPECT_EQ(types->front().group, stored);
         EXPECT_EQ(desktop.invalidEntries(), Lines());
         EXPECT_TRUE(manager->removeSubscriptionAtPath(inApps("Word.app")));
-    }
-    EXPECT_EQ(elsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheBundleModel, Any_text_in_a_stub_s_information_is_read_and_leads_to_nothing_elsewhere) {
-    before = elsewhere();
     std::size_t started = 0;
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([&](const std::string&, const std::string& stored) {
         Dictionary type = documentType(stored, {stored});
         type.set("CFBundleTypeIconFile", stored);
         BundleContent content = templateContent("1.0");
@@ -229,16 +187,12 @@ TEST_F(NamesInTheBundleModel, Any_text_in_a_stub_s_information_is_read_and_leads
         EXPECT_EQ(*infoPlistOf(path).string("CFBundleIdentifier"), "com.korvan.TarvioAlias-Farm-Word");
         EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
         EXPECT_EQ(desktop.registeredStubs(), Lines());
-    }
+    });
     EXPECT_GT(started, 10U);
-    EXPECT_EQ(elsewhere(), before);
 }
 
 TEST_F(NamesInTheBundleModel, Any_text_may_be_the_name_of_the_store_that_an_upgrade_asks_for) {
-    before = elsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string& text, const std::string& stored) {
         Dictionary alias = oldAlias();
         alias.remove("Store Name");
         alias.set("Korvan Server", stored);
@@ -251,15 +205,11 @@ TEST_F(NamesInTheBundleModel, Any_text_may_be_the_name_of_the_store_that_an_upgr
         EXPECT_EQ(desktop.invalidEntries(), Lines());
         EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
         asked.clear();
-    }
-    EXPECT_EQ(elsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheBundleModel, Texts_in_a_stub_that_somebody_else_made_do_no_harm_in_an_upgrade) {
-    before = elsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string&, const std::string& stored) {
         Dictionary alias = oldAlias();
         for (const char* key : {"cloneName", "Korvan Server Unique Application Name", "Korvan Description",
                                 "Stavenor Launch URL", "Korvan Publisher Name", "Korvan Content Address"})
@@ -271,8 +221,7 @@ TEST_F(NamesInTheBundleModel, Texts_in_a_stub_that_somebody_else_made_do_no_harm
         EXPECT_EQ(versionOf(path), "2.0");
         EXPECT_EQ(desktop.invalidEntries(), Lines());
         EXPECT_TRUE(manager->removeSubscriptionAtPath(path));
-    }
-    EXPECT_EQ(elsewhere(), before);
+    });
 }
 
 } // namespace

@@ -1,18 +1,18 @@
 #include "Foundation/UnicodeText.hpp"
-#include "Support/HostileTexts.hpp"
 
 #include <algorithm>
 #include <fstream>
 #include <map>
 
 #include "Scenarios/DictionaryModelScenario.hpp"
+#include "Scenarios/HostileTextTrials.hpp"
 
 namespace mox::test {
 namespace {
 
 using namespace std::string_literals;
 
-class NamesInTheDictionaryModel : public DictionaryModelScenario {
+class NamesInTheDictionaryModel : public DictionaryModelScenario, protected HostileTextTrials {
 protected:
     NamesInTheDictionaryModel() {
         for (const char* decoy : {"Documents", "Applications", "Library/Preferences"})
@@ -22,39 +22,22 @@ protected:
     }
 
     /// What is in the scratch folder but outside the support folder.
-    std::map<std::string, std::string> contentElsewhere() const {
+    std::map<std::string, std::string> elsewhere() const override {
         const std::string scratch = homePath().substr(0, homePath().rfind('/'));
         std::map<std::string, std::string> content = contentsOfTree(scratch);
         const std::string ours = supportFolder().substr(scratch.size() + 1);
         std::erase_if(content, [&ours](const auto& item) { return item.first.starts_with(ours); });
         return content;
     }
-
-    static void expectTexts(const MOXSubscription& record, const std::string& text) {
-        for (const auto& value : {record.resourceName(), record.storeName(), record.internalStoreURL(),
-                                  record.externalStoreURL(), record.subscriptionDescription(),
-                                  record.launchURL(), record.publisherName(), record.contentAddress()})
-            EXPECT_EQ(value, text);
-    }
 };
 
 TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_else_on_the_disk_changes) {
     start();
-    const auto before = contentElsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string& text, const std::string& stored) {
         putTree(node());
         start();
         environment.systemLog.clear();
-        MOXSubscribeKeywords keywords = keywordsFor(text, apps);
-        keywords.onStoreNamed = text;
-        keywords.withInternalStoreURL = text;
-        keywords.andExternalStoreURL = text;
-        keywords.andOptionalInfo = MOXOptionalInfo{{"Description", text},
-                                                   {"SVLaunchURL", text},
-                                                   {"Publisher Name", text},
-                                                   {"Content Address", text}};
+        const MOXSubscribeKeywords keywords = withText(text, keywordsFor(text, apps));
         EXPECT_TRUE(manager->subscribeToResource(text, keywords));
         EXPECT_TRUE(manager->subscribeToResource(text, keywords)) << "the same again replaces it";
         ASSERT_EQ(manager->numberOfSubscriptions(), 1U);
@@ -83,45 +66,30 @@ TEST_F(NamesInTheDictionaryModel, Any_text_in_any_field_comes_back_and_nothing_e
         }
         EXPECT_EQ(logLines(), Paths());
         EXPECT_TRUE(isSupportFolderClean());
-    }
-    EXPECT_EQ(contentElsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheDictionaryModel, Any_text_set_in_a_record_is_in_the_entry_that_it_writes) {
     start();
-    const auto before = contentElsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
+    tryEachText([this](const std::string& text, const std::string& stored) {
         putTree(node({{"Apps", node()}}));
         start();
         const auto record = MOXPlistSubscription::subscription();
         record->setType(MOXSubscriptionType::Application);
-        record->setResourceName(text);
-        record->setStoreName(text);
-        record->setInternalStoreURL(text);
-        record->setExternalStoreURL(text);
-        record->setLaunchURL(text);
-        record->setContentAddress(text);
-        record->setSubscriptionDescription(text);
-        record->setPublisherName(text);
-        record->setServerName(text);
+        setTexts(*record, text);
         EXPECT_TRUE(record->writeToFolder("Apps", "Word"));
         start();
         const auto written = manager->subscriptionAtPath("Apps/Word");
         ASSERT_NE(written, nullptr);
-        expectTexts(*written, repairedUTF8(text));
-        EXPECT_EQ(written->serverName(), repairedUTF8(text));
+        expectTexts(*written, stored);
+        EXPECT_EQ(written->serverName(), stored);
         EXPECT_TRUE(isSupportFolderClean());
-    }
-    EXPECT_EQ(contentElsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheDictionaryModel, Any_text_in_a_file_that_somebody_else_wrote_leads_to_nothing_elsewhere) {
     start();
-    const auto before = contentElsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
-        const std::string stored = repairedUTF8(text);
+    tryEachText([this](const std::string&, const std::string& stored) {
         Dictionary texts;
         for (const char* key :
              {"cloneName", "Korvan Server Unique Application Name", "Store Name", "Internal Store URL",
@@ -144,15 +112,12 @@ TEST_F(NamesInTheDictionaryModel, Any_text_in_a_file_that_somebody_else_wrote_le
         start();
         EXPECT_EQ(manager->subscriptionPaths(), paths);
         EXPECT_TRUE(isSupportFolderClean());
-    }
-    EXPECT_EQ(contentElsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheDictionaryModel, Any_text_is_a_folder_path_and_nothing_else_on_the_disk_changes) {
     start();
-    const auto before = contentElsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
+    tryEachText([this](const std::string& text, const std::string&) {
         putTree(node());
         start();
         const std::string folder = "Top Folder/" + text;
@@ -170,15 +135,12 @@ TEST_F(NamesInTheDictionaryModel, Any_text_is_a_folder_path_and_nothing_else_on_
         EXPECT_EQ(manager->renameFolderAtPath(folder, "Top Folder/Renamed"), isInTopFolder);
         EXPECT_TRUE(manager->removeFolderAtPath("Top Folder/Renamed", false));
         EXPECT_TRUE(isSupportFolderClean());
-    }
-    EXPECT_EQ(contentElsewhere(), before);
+    });
 }
 
 TEST_F(NamesInTheDictionaryModel, Every_operation_bears_any_path) {
     start();
-    const auto before = contentElsewhere();
-    for (const std::string& text : hostileTexts()) {
-        SCOPED_TRACE(text.substr(0, 40));
+    tryEachText([this](const std::string& text, const std::string&) {
         putTree(sampleTree());
         start();
         for (const std::string& path : {text, "/Apps/" + text, text + "/Word", ""s}) {
@@ -200,9 +162,8 @@ TEST_F(NamesInTheDictionaryModel, Every_operation_bears_any_path) {
         start();
         EXPECT_EQ(manager->subscriptionPaths(), paths);
         EXPECT_EQ(manager->folders(), folders);
-    }
+    });
     EXPECT_EQ(logLines(), Paths());
-    EXPECT_EQ(contentElsewhere(), before);
 }
 
 TEST_F(NamesInTheDictionaryModel, Paths_that_differ_only_in_what_is_repaired_are_one) {
