@@ -296,7 +296,7 @@ TEST(PowerLossSystemCalls, Take_moves_and_removals_as_lost_or_kept_each) {
     SystemCalls system;
     PowerLossSystemCalls disk(system, scratch.path());
     ASSERT_TRUE(LinuxFileSystem(disk).moveItem(scratch.path("a"), scratch.path("c")));
-    ASSERT_EQ(disk.unlink(scratch.path("b").c_str()), 0);
+    ASSERT_EQ(disk.unlinkat(AT_FDCWD, scratch.path("b").c_str(), 0), 0);
     using State = PowerLossSystemCalls::State;
     EXPECT_EQ(
         disk.statesAfterPowerLoss(),

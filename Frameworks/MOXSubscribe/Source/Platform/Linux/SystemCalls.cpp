@@ -65,14 +65,6 @@ int SystemCalls::mkdir(const char* path, mode_t mode) {
     return ::mkdir(path, mode);
 }
 
-int SystemCalls::unlink(const char* path) {
-    return ::unlink(path);
-}
-
-int SystemCalls::rename(const char* source, const char* destination) {
-    return ::rename(source, destination);
-}
-
 int SystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
                           const char* destination) {
     return ::renameat(sourceFolder, source, destinationFolder, destination);

@@ -37,8 +37,6 @@ public:
     virtual int stat(const char* path, struct ::stat* status);
     virtual int lstat(const char* path, struct ::stat* status);
     virtual int mkdir(const char* path, mode_t mode);
-    virtual int unlink(const char* path);
-    virtual int rename(const char* source, const char* destination);
 
     virtual int renameat(int sourceFolder, const char* source, int destinationFolder,
                          const char* destination);

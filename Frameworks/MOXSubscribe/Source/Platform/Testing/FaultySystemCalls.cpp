@@ -192,15 +192,6 @@ int FaultySystemCalls::mkdir(const char* path, mode_t mode) {
     return refuses(SystemCall::Mkdir, Effect::Changes) ? -1 : ForwardingSystemCalls::mkdir(path, mode);
 }
 
-int FaultySystemCalls::unlink(const char* path) {
-    return refuses(SystemCall::Unlink, Effect::Changes) ? -1 : ForwardingSystemCalls::unlink(path);
-}
-
-int FaultySystemCalls::rename(const char* source, const char* destination) {
-    return refuses(SystemCall::Rename, Effect::Changes) ? -1
-                                                        : ForwardingSystemCalls::rename(source, destination);
-}
-
 int FaultySystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
                                 const char* destination) {
     if (refuses(SystemCall::Renameat, Effect::Changes)) return -1;

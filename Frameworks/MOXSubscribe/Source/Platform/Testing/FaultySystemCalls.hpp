@@ -25,8 +25,6 @@ enum class SystemCall {
     Stat,
     Lstat,
     Mkdir,
-    Unlink,
-    Rename,
     Renameat,
     Renameat2,
     Openat,
@@ -96,8 +94,6 @@ public:
     int stat(const char* path, struct ::stat* status) override;
     int lstat(const char* path, struct ::stat* status) override;
     int mkdir(const char* path, mode_t mode) override;
-    int unlink(const char* path) override;
-    int rename(const char* source, const char* destination) override;
     int renameat(int sourceFolder, const char* source, int destinationFolder,
                  const char* destination) override;
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,

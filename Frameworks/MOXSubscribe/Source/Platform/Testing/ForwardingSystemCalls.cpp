@@ -58,14 +58,6 @@ int ForwardingSystemCalls::mkdir(const char* path, mode_t mode) {
     return _target.mkdir(path, mode);
 }
 
-int ForwardingSystemCalls::unlink(const char* path) {
-    return _target.unlink(path);
-}
-
-int ForwardingSystemCalls::rename(const char* source, const char* destination) {
-    return _target.rename(source, destination);
-}
-
 int ForwardingSystemCalls::renameat(int sourceFolder, const char* source, int destinationFolder,
                                     const char* destination) {
     return _target.renameat(sourceFolder, source, destinationFolder, destination);

@@ -364,24 +364,10 @@ int PowerLossSystemCalls::symlinkat(const char* target, int folder, const char* 
     return result;
 }
 
-int PowerLossSystemCalls::unlink(const char* path) {
-    const int result = ForwardingSystemCalls::unlink(path);
-    const std::lock_guard lock(_mutex);
-    if (result == 0) noteRemoval(path);
-    return result;
-}
-
 int PowerLossSystemCalls::unlinkat(int folder, const char* path, int flags) {
     const int result = ForwardingSystemCalls::unlinkat(folder, path, flags);
     const std::lock_guard lock(_mutex);
     if (result == 0) noteRemoval(pathOf(folder, path));
-    return result;
-}
-
-int PowerLossSystemCalls::rename(const char* source, const char* destination) {
-    const int result = ForwardingSystemCalls::rename(source, destination);
-    const std::lock_guard lock(_mutex);
-    if (result == 0) noteMove(source, destination);
     return result;
 }
 

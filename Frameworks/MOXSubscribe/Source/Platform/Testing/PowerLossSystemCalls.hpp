@@ -51,8 +51,6 @@ public:
     int fsync(int descriptor) override;
     int syncfs(int descriptor) override;
     int mkdir(const char* path, mode_t mode) override;
-    int unlink(const char* path) override;
-    int rename(const char* source, const char* destination) override;
     int renameat(int sourceFolder, const char* source, int destinationFolder,
                  const char* destination) override;
     int renameat2(int sourceFolder, const char* source, int destinationFolder, const char* destination,
