@@ -147,10 +147,10 @@ private:
     void putUnreadableFileAside();
     /// Whether the tree was written.
     bool writeSubscriptions() const;
-    /// Asserts that a node lacks what the operation needs.
     /// As `dictionaryForPath`, for who only looks: it leaves the nodes' kept text and writes nothing, so that
     /// look-ups at the same time do each other no harm.
     const PropertyList::Dictionary* nodeForPath(std::string_view path) const;
+    /// Asserts that a node lacks what the operation needs.
     void reportBadlyFormedDictionary(std::string_view operation, int line) const;
 
     /// Stands for a child folder that is no dictionary. Always empty.
