@@ -31,9 +31,12 @@ std::string launcherOf(const std::string& path) {
 
 /// Runs the program and waits for its end; its exit status, 128 and more for a signal.
 int runAndWait(const std::string& program, const std::vector<std::string>& documents) {
+    // posix_spawn(3) writes nothing there.
+    // NOLINTBEGIN(cppcoreguidelines-pro-type-const-cast)
     std::vector<char*> arguments{const_cast<char*>(program.c_str())};
     for (const std::string& document : documents)
         arguments.push_back(const_cast<char*>(document.c_str()));
+    // NOLINTEND(cppcoreguidelines-pro-type-const-cast)
     arguments.push_back(nullptr);
     pid_t process = 0;
     if (const int error =

@@ -7,6 +7,9 @@
 namespace mox {
 namespace {
 
+// The processor's loads and stores take any address, but only by a pointer to what they move.
+// NOLINTBEGIN(cppcoreguidelines-pro-type-reinterpret-cast)
+
 // Each function is compiled for AVX2 whatever the rest of the library is compiled for; none may run before
 // the processor was asked.
 [[gnu::target("avx2")]] __m256i load(const char* from) {
@@ -102,6 +105,8 @@ namespace {
         index += 32;
     return index + portableBase64Loops().countDigits(text.substr(index));
 }
+
+// NOLINTEND(cppcoreguidelines-pro-type-reinterpret-cast)
 
 constexpr Base64Loops wide = {encode, decode, countDigits};
 
