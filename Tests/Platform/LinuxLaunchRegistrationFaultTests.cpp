@@ -238,6 +238,24 @@ TEST(LaunchRegistrationFaults, A_stub_that_the_system_refuses_to_tell_about_is_n
     EXPECT_THAT(desktop.registeredBundles(), testing::ElementsAre(stub));
 }
 
+TEST(LaunchRegistrationFaults, No_icon_stays_when_the_folders_of_the_theme_cannot_be_listed) {
+    StubDesktop desktop;
+    const std::string stub = desktop.writeStub("Word.app", before);
+    ASSERT_EQ(desktop.registration.registerBundle(stub), 0);
+    test::FaultySystemCalls calls(desktop.system);
+    calls.failCall(test::SystemCall::Getdents64, 1, EACCES, FaultDuration::FromThenOn);
+    LinuxLaunchRegistration registration(desktop.fileSystem, calls, desktop.bundles, desktop.caches,
+                                         {.dataFolder = desktop.dataFolder});
+    desktop.writeStub("Word.app", after);
+    EXPECT_EQ(registration.registerBundle(stub), 0);
+    EXPECT_EQ(calls.faultsFired(), 1U);
+    const std::vector<std::string> icons = desktop.pathsOfFiles(".png");
+    EXPECT_THAT(icons, testing::ElementsAre(testing::StartsWith("icons/hicolor/16x16/"),
+                                            testing::StartsWith("icons/hicolor/48x48/")));
+    registration.bundleRemoved(stub);
+    EXPECT_TRUE(desktop.files().empty());
+}
+
 TEST(LaunchRegistrationCrashes,
      Whatever_is_left_is_finished_by_the_next_registration_and_goes_with_the_stub) {
     bool hasDied = true;

@@ -75,15 +75,11 @@ std::string stringByDeletingLastPathComponent(std::string_view path) {
 std::string stringByAppendingPathComponent(std::string_view path, std::string_view component) {
     std::string joined;
     joined.reserve(path.size() + component.size() + 1);
-    const auto append = [&joined](std::string_view text) {
-        for (const char character : text) {
-            if (character == separator && !joined.empty() && joined.back() == separator) continue;
-            joined.push_back(character);
-        }
-    };
-    append(path);
-    if (!path.empty()) append("/");
-    append(component);
+    joined.append(path);
+    if (!path.empty()) joined.push_back(separator);
+    joined.append(component);
+    const auto areSeparators = [](char left, char right) { return left == separator && right == separator; };
+    joined.erase(std::unique(joined.begin(), joined.end(), areSeparators), joined.end());
     joined.resize(withoutTrailingSeparators(joined).size());
     return joined;
 }

@@ -414,7 +414,7 @@ bool MOXFileSubscription::updateInfoPlistForSubscriptionAtPath(std::string_view 
                     {names::updateInfoPlistForSubscriptionAtPath, path});
         }
     }
-    return writeDictionaryToFile(*infoPlist, file, true) || fail(MOXSubscribeInfoPlistWriteError);
+    return writeDictionaryToFile(*std::move(infoPlist), file, true) || fail(MOXSubscribeInfoPlistWriteError);
 }
 
 void MOXFileSubscription::updateFileTypesForInfoPlist(PropertyList::Dictionary& infoPlist) const {

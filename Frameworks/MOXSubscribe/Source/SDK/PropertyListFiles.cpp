@@ -18,9 +18,8 @@ std::optional<PropertyList::Dictionary> dictionaryWithContentsOfFile(std::string
     return std::move(*dictionary);
 }
 
-bool writeDictionaryToFile(const PropertyList::Dictionary& dictionary, std::string_view path,
-                           bool atomically) {
-    const std::optional<Bytes> content = storedFormOfPropertyList(dictionary);
+bool writeDictionaryToFile(PropertyList::Dictionary dictionary, std::string_view path, bool atomically) {
+    const std::optional<Bytes> content = storedFormOfPropertyList(std::move(dictionary));
     if (!content) return false;
     FileSystem& fileSystem = currentPlatform().fileSystem;
     const std::string file(path);

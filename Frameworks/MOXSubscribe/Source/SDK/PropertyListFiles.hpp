@@ -16,7 +16,6 @@ std::optional<PropertyList::Dictionary> dictionaryWithContentsOfFile(std::string
 /// Writes `dictionary` to the file at `path`, as an XML property list (binary when a text in it cannot be
 /// carried by XML); whether it did. Atomically: at every instant, and after a failure, the file is the old or
 /// the new one, whole. Otherwise it is written in place and may be short after a failure.
-bool writeDictionaryToFile(const PropertyList::Dictionary& dictionary, std::string_view path,
-                           bool atomically);
+bool writeDictionaryToFile(PropertyList::Dictionary dictionary, std::string_view path, bool atomically);
 
 } // namespace mox

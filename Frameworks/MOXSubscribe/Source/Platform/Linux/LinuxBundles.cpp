@@ -143,8 +143,11 @@ std::optional<std::string> LinuxBundles::pathForResource(std::string_view name,
     if (kind == ItemKind::File || kind == ItemKind::Directory) return path;
 
     const std::string folder = resourceFolder(bundlePath);
-    path = stringByAppendingPathComponent(folder, fileName);
-    if (exists(path)) return path;
+    // Nearly always where it was looked for.
+    std::string pathInFolder = stringByAppendingPathComponent(folder, fileName);
+    const bool isThere = pathInFolder == path ? kind != ItemKind::Missing : exists(pathInFolder);
+    path = std::move(pathInFolder);
+    if (isThere) return path;
 
     const auto isIn = [&](const std::string& localization) {
         path = stringByAppendingPathComponent(

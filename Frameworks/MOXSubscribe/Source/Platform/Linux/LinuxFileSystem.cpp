@@ -32,16 +32,17 @@ constexpr std::uintmax_t longestContent =
     sizeof(std::size_t) > 4 ? std::uintmax_t{1} << 32 : std::uintmax_t{1} << 30;
 
 /// Fills the `limit` bytes at `content` with what is left of the file; tells how many there were, and whether
-/// the end was seen.
+/// the end was seen. It was, too, by a read that was asked for more than the `expected` bytes and gave these;
+/// one that stops at any other length may have met an error, of which only the next one would tell.
 ErrorNumber readRest(SystemCalls& system, int descriptor, char* content, std::size_t limit,
-                     std::size_t& length, bool& isAtEnd) {
+                     std::size_t expected, std::size_t& length, bool& isAtEnd) {
     length = 0;
     while (length != limit && !isAtEnd) {
         const ssize_t count =
             uninterrupted([&] { return system.read(descriptor, content + length, limit - length); });
         if (count < 0) return errno;
-        isAtEnd = count == 0;
         length += static_cast<std::size_t>(count);
+        isAtEnd = count == 0 || length == expected;
     }
     return 0;
 }
@@ -53,17 +54,21 @@ template<typename Resize>
 ErrorNumber readAll(SystemCalls& system, int descriptor, std::uintmax_t expectedSize, Resize resize) {
     constexpr std::size_t piece = 16384;
     if (expectedSize > longestContent) return EFBIG;
-    auto limit = static_cast<std::size_t>(expectedSize);
+    const auto expected = static_cast<std::size_t>(expectedSize);
+    // One more than expected is asked for, so that a file that has grown shows.
+    const std::size_t limit = expected + 1;
     std::size_t length = 0;
     bool isAtEnd = false;
-    if (const ErrorNumber error = readRest(system, descriptor, resize(limit), limit, length, isAtEnd))
+    if (const ErrorNumber error =
+            readRest(system, descriptor, resize(limit), limit, expected, length, isAtEnd))
         return error;
+    if (length > longestContent) return EFBIG;
     // The end is looked for with a buffer of its own: the content, which may be large, would have to move.
     while (!isAtEnd) {
         // NOLINTNEXTLINE(cppcoreguidelines-pro-type-member-init): clearing the buffer would take longer.
         std::array<char, piece> more;
         std::size_t count = 0;
-        if (const ErrorNumber error = readRest(system, descriptor, more.data(), piece, count, isAtEnd))
+        if (const ErrorNumber error = readRest(system, descriptor, more.data(), piece, 0, count, isAtEnd))
             return error;
         if (count > longestContent - length) return EFBIG;
         if (count != 0) std::memcpy(resize(length + count) + length, more.data(), count);

@@ -6,12 +6,15 @@
 #include "Formats/MIMEPackage.hpp"
 #include "Formats/SHA256.hpp"
 #include "Foundation/PathRules.hpp"
+#include "Platform/Linux/DirectoryReader.hpp"
+#include "Platform/Linux/FileOperations.hpp"
 #include "Platform/Linux/OptionalFile.hpp"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <set>
 #include <string_view>
 
@@ -229,9 +232,9 @@ Result<void> LinuxLaunchRegistration::writeFiles(const Registration& registratio
     const File entry = entryFile(registration.name);
     if (knownEntry) {
         if (Result<void> result = writeCompanions(registration); !result) return result;
-        return putFile(entry, registration.entryText);
+        return changeFile(entry, knownEntry, registration.entryText);
     }
-    if (Result<void> result = putFile(entry, registration.entryText); !result) return result;
+    if (Result<void> result = changeFile(entry, knownEntry, registration.entryText); !result) return result;
     Result<void> result = writeCompanions(registration);
     if (!result) removeRegistration(registration.name);
     return result;
@@ -242,14 +245,32 @@ Result<void> LinuxLaunchRegistration::writeCompanions(const Registration& regist
     std::optional<Bytes> package;
     if (!registration.types.empty()) package = mimePackageText(registration.types);
     if (Result<void> result = putFile(packageFile(registration.name), package); !result) return result;
+    const std::set<std::string_view> folders = foldersWithIcons();
     for (const IconSize& size : iconSizes) {
         const auto icon = registration.icons.find(size.folder);
         std::optional<ByteView> file;
         if (icon != registration.icons.end()) file = icon->second;
+        if (!file && !folders.contains(size.folder)) continue;
         if (Result<void> result = putFile(iconFile(size.folder, registration.name), file); !result)
             return result;
     }
     return {};
+}
+
+/// The folders of the theme in which there may be icons. To list them costs less than to look into each for
+/// an icon: nearly always only some are there.
+std::set<std::string_view> LinuxLaunchRegistration::foldersWithIcons() {
+    std::set<std::string_view> folders;
+    const Descriptor theme(_system, themeFolder(), O_RDONLY | O_DIRECTORY);
+    std::vector<ListedItem> items;
+    ErrorNumber error = theme.openError();
+    if (error == 0) error = listDirectory(_system, theme.number(), items);
+    // Without a list, the looks tell.
+    for (const IconSize& size : iconSizes) {
+        if (error != 0 || std::ranges::find(items, size.folder, &ListedItem::name) != items.end())
+            folders.insert(size.folder);
+    }
+    return folders;
 }
 
 /// Makes `content` what is in the file; nil that there is none. A file that is right already stays.
@@ -257,14 +278,20 @@ Result<void> LinuxLaunchRegistration::putFile(const File& file, std::optional<By
     if (!content) return removeFile(file);
     const Result<std::optional<Bytes>> present = contentsOfFileIfPresent(_fileSystem, file.path);
     if (!present) return present.error();
-    if (*present == *content) return {};
+    return changeFile(file, *present, *content);
+}
+
+/// Makes `content` what is in the file, in which `present` is until then.
+Result<void> LinuxLaunchRegistration::changeFile(const File& file, const std::optional<Bytes>& present,
+                                                 ByteView content) {
+    if (present == content) return {};
     const std::string folder = stringByDeletingLastPathComponent(file.path);
     // The mode is that which the XDG Base Directory specification asks for.
     if (Result<void> made = _fileSystem.createDirectoryWithIntermediates(folder, 0700); !made) return made;
     _changes.*file.change = true;
     // An entry that a power cut had left empty would be taken for somebody else's.
-    if (*present || file.isEntry()) return _fileSystem.writeFileAtomically(file.path, *content);
-    return writeNewFile(file.path, *content);
+    if (present || file.isEntry()) return _fileSystem.writeFileAtomically(file.path, content);
+    return writeNewFile(file.path, content);
 }
 
 /// Makes a file that is whole as soon as it is in place, without waiting for the disk: that would take most
@@ -294,8 +321,8 @@ Result<void> LinuxLaunchRegistration::removeFile(const File& file) {
 /// Removes all files of that name. The entry goes last: as long as it is there, the rest can be found again.
 void LinuxLaunchRegistration::removeRegistration(const std::string& name) {
     bool isAllGone = static_cast<bool>(removeFile(packageFile(name)));
-    for (const IconSize& size : iconSizes)
-        isAllGone = removeFile(iconFile(size.folder, name)) && isAllGone;
+    for (const std::string_view folder : foldersWithIcons())
+        isAllGone = removeFile(iconFile(folder, name)) && isAllGone;
     if (isAllGone) (void)removeFile(entryFile(name));
 }
 
@@ -393,6 +420,10 @@ std::string LinuxLaunchRegistration::entryFolder() const {
     return _surroundings.dataFolder + "/applications";
 }
 
+std::string LinuxLaunchRegistration::themeFolder() const {
+    return _surroundings.dataFolder + "/icons/hicolor";
+}
+
 LinuxLaunchRegistration::File LinuxLaunchRegistration::entryFile(const std::string& name) const {
     return {entryFolder() + "/" + name + std::string(entrySuffix), &DesktopChanges::entries};
 }
@@ -403,8 +434,7 @@ LinuxLaunchRegistration::File LinuxLaunchRegistration::packageFile(const std::st
 
 LinuxLaunchRegistration::File LinuxLaunchRegistration::iconFile(std::string_view sizeFolder,
                                                                 const std::string& name) const {
-    return {_surroundings.dataFolder + "/icons/hicolor/" + std::string(sizeFolder) + "/apps/" + name + ".png",
-            &DesktopChanges::icons};
+    return {themeFolder() + "/" + std::string(sizeFolder) + "/apps/" + name + ".png", &DesktopChanges::icons};
 }
 
 LinuxLaunchRegistration::Surroundings desktopOfThisProcess(const std::string& dataFolder,

@@ -12,6 +12,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -86,9 +87,11 @@ private:
     Result<void> writeFiles(const Registration& registration, const std::optional<Bytes>& knownEntry);
     Result<void> writeCompanions(const Registration& registration);
     Result<void> putFile(const File& file, std::optional<ByteView> content);
+    Result<void> changeFile(const File& file, const std::optional<Bytes>& present, ByteView content);
     Result<void> writeNewFile(const std::string& path, ByteView content);
     Result<void> removeFile(const File& file);
     void removeRegistration(const std::string& name);
+    std::set<std::string_view> foldersWithIcons();
     Result<void> addDocumentTypes(const BundleDescription& description, Registration& registration);
     const IconFiles& iconFiles(const std::optional<Bytes>& icon);
     Result<const DocumentKnowledge*> documentKnowledge();
@@ -97,6 +100,7 @@ private:
     std::vector<std::string> knownBundlesAtOrBelow(const std::string& path);
     bool isGone(const std::string& path);
     std::string entryFolder() const;
+    std::string themeFolder() const;
     File entryFile(const std::string& name) const;
     File packageFile(const std::string& name) const;
     File iconFile(std::string_view sizeFolder, const std::string& name) const;

@@ -1,5 +1,6 @@
 #include "Platform/Linux/TreeCopy.hpp"
 
+#include "Foundation/BytesBuffer.hpp"
 #include "Platform/Linux/DirectoryChain.hpp"
 #include "Platform/Linux/DirectoryReader.hpp"
 #include "Platform/Linux/FileOperations.hpp"
@@ -144,12 +145,12 @@ private:
 
     /// Copies what comes behind the positions in the files.
     ErrorNumber copyRest(int original, int copy) {
-        _buffer.resize(std::size_t{64} * 1024);
+        constexpr std::size_t piece = std::size_t{64} * 1024;
+        char* const buffer = _buffer.resize(piece);
         for (;;) {
-            const ssize_t count =
-                uninterrupted([&] { return _system.read(original, _buffer.data(), _buffer.size()); });
+            const ssize_t count = uninterrupted([&] { return _system.read(original, buffer, piece); });
             if (count <= 0) return errorNumberOf(count);
-            const ByteView content(_buffer.data(), static_cast<std::size_t>(count));
+            const ByteView content(buffer, static_cast<std::size_t>(count));
             if (const ErrorNumber error = writeAll(_system, copy, content)) return error;
         }
     }
@@ -160,7 +161,7 @@ private:
     std::vector<Level> _levels;
     /// Whether the system has not refused yet to copy by itself.
     bool _systemCopies = true;
-    std::vector<char> _buffer;
+    BytesBuffer _buffer;
 };
 
 } // namespace
