@@ -45,6 +45,8 @@ TEST(BundleModelBased, Kept_steps_show_no_difference) {
                                .store = "St\xFFre",
                                .externalURL = "https://store.example",
                                .type = 1};
+    Step moved = subscription;
+    moved.fileName = "Other.app";
     const Step removal = {.operation = Operation::RemoveAll, .resource = "W\xFFrd", .store = "St\xFFre"};
     const auto interference = [](Interference kind) { return static_cast<int>(kind); };
     compareWith(
@@ -60,6 +62,9 @@ TEST(BundleModelBased, Kept_steps_show_no_difference) {
             removal,
             subscription,
             {.operation = Operation::Move, .path = apps + "/A/Word.app", .other = apps + "/A/Word.app"},
+            {.operation = Operation::Move, .path = apps + "/A/Word.app", .other = apps + "/A/Other.app"},
+            moved,
+            {.operation = Operation::Move, .path = apps + "/A/Other.app", .other = apps + "/A/Word.app"},
             {.operation = Operation::RenameFolder, .path = apps + "/A", .other = apps + "/A/B"},
             {.operation = Operation::RenameFolder, .path = apps + "/A", .other = apps + "/B/"},
             {.operation = Operation::RemoveFolder, .path = apps + "/B", .flag = true},

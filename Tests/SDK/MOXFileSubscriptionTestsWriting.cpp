@@ -46,6 +46,9 @@ protected:
         EXPECT_EQ(test.launchRegistration.calls, Lines());
         EXPECT_EQ(contentsOfTree(scratch.path()), before);
     }
+    static Dictionary aliasOf(const std::string& bundle) {
+        return dictionaryAt(bundle + "/" + std::string(aliasFile));
+    }
     std::map<std::string, std::string> everything() const { return contentsOfTree(scratch.path()); }
 
     const std::string stub = apps + "/Word.app";
@@ -78,17 +81,16 @@ TEST_F(FileSubscriptionWriting, Makes_a_stub_from_the_template) {
                                "\"Text\" = \"A text\";\n");
     EXPECT_EQ(sidesInIconFile(bytesAt(stub + "/" + std::string(applicationIcon))),
               (std::vector<std::uint32_t>{16, 32}));
-    EXPECT_EQ(dictionaryAt(stub + "/" + std::string(aliasFile)),
-              dictionaryOf({{"cloneName", "Word.app"},
-                            {"Korvan Server Unique Application Name", "Farm:Word"},
-                            {"Korvan Application Type", "Application"},
-                            {"Store Name", "Store"},
-                            {"Internal Store URL", "https://store.example/internal"},
-                            {"Norvik Type", "advanced"},
-                            {"Norvik Auth Type", "rsa"},
-                            {"Korvan Publisher Name", "Publisher"},
-                            {"Tavamor Name", "Publisher#Word"},
-                            {"SchemaVersion", PropertyList::integer(1)}}));
+    EXPECT_EQ(aliasOf(stub), dictionaryOf({{"cloneName", "Word.app"},
+                                           {"Korvan Server Unique Application Name", "Farm:Word"},
+                                           {"Korvan Application Type", "Application"},
+                                           {"Store Name", "Store"},
+                                           {"Internal Store URL", "https://store.example/internal"},
+                                           {"Norvik Type", "advanced"},
+                                           {"Norvik Auth Type", "rsa"},
+                                           {"Korvan Publisher Name", "Publisher"},
+                                           {"Tavamor Name", "Publisher#Word"},
+                                           {"SchemaVersion", PropertyList::integer(1)}}));
 
     // Whatever else the template holds is copied, and nothing more is there.
     auto copied = contentsOfTree(stub);
@@ -242,10 +244,46 @@ TEST_F(FileSubscriptionWriting, A_stub_of_the_same_type_is_refreshed_in_place) {
     // Not a copy of the newer template: the stub's version stays.
     EXPECT_EQ(*infoPlistOf(stub).string("KorvanVersionString"), "2.0");
     EXPECT_EQ(*infoPlistOf(stub).string("CFBundleIdentifier"), "com.korvan.TarvioAlias-Farm-Other");
-    EXPECT_EQ(dictionaryAt(stub + "/" + std::string(aliasFile)), second->dictionaryRepresentation());
+    EXPECT_EQ(aliasOf(stub), second->dictionaryRepresentation());
     const auto read = MOXFileSubscription::subscriptionWithPath(stub);
     EXPECT_EQ(read->icon(), imageOfSides({32}));
     EXPECT_EQ(read->fileTypes(), second->fileTypes());
+}
+
+TEST_F(FileSubscriptionWriting, A_stub_that_was_renamed_is_refreshed_by_a_new_record_under_its_new_name) {
+    makeTemplates();
+    ASSERT_TRUE(write(made()));
+    const std::string renamed = apps + "/Other.app";
+    ASSERT_EQ(::rename(stub.c_str(), renamed.c_str()), 0);
+    EXPECT_TRUE(write(made("Other.app")));
+    EXPECT_EQ(namesIn(apps), Lines{"Other.app"});
+    EXPECT_EQ(*infoPlistOf(renamed).string("CFBundleName"), "Other");
+    EXPECT_EQ(*aliasOf(renamed).string("cloneName"), "Other.app");
+}
+
+TEST_F(FileSubscriptionWriting,
+       A_stub_that_was_renamed_keeps_its_clone_name_when_its_own_record_refreshes_it) {
+    makeTemplates();
+    ASSERT_TRUE(write(made()));
+    const std::string renamed = apps + "/Other.app";
+    ASSERT_EQ(::rename(stub.c_str(), renamed.c_str()), 0);
+    EXPECT_TRUE(write(MOXFileSubscription::subscriptionWithPath(renamed)));
+    EXPECT_EQ(namesIn(apps), Lines{"Other.app"});
+    EXPECT_EQ(*infoPlistOf(renamed).string("CFBundleName"), "Other");
+    EXPECT_EQ(*aliasOf(renamed).string("cloneName"), "Word.app");
+}
+
+TEST_F(FileSubscriptionWriting, The_seamless_name_follows_the_names_that_a_record_of_a_stub_was_given) {
+    makeTemplates();
+    const auto record = made();
+    record->setPublisherName("Publisher");
+    ASSERT_TRUE(write(record));
+    EXPECT_EQ(*aliasOf(stub).string("Tavamor Name"), "Publisher#Word");
+    const auto read = MOXFileSubscription::subscriptionWithPath(stub);
+    read->setPublisherName("Another");
+    read->setResourceName("Farm:Two: Words");
+    EXPECT_TRUE(write(read));
+    EXPECT_EQ(*aliasOf(stub).string("Tavamor Name"), "Another#Two: Words");
 }
 
 TEST_F(FileSubscriptionWriting, Each_refresh_appends_the_type_names_again) {
