@@ -51,5 +51,12 @@ TEST(ViewByDeletingLastPathComponent, Is_a_beginning_of_the_path_itself) {
     EXPECT_EQ(parent.data(), path.data());
 }
 
+TEST(ViewOfPathExtension, Is_a_part_of_the_path_itself) {
+    const std::string path = "/a.b/Word.app/";
+    const std::string_view extension = viewOfPathExtension(path);
+    EXPECT_EQ(extension, "app");
+    EXPECT_EQ(extension.data(), path.data() + path.find("app"));
+}
+
 } // namespace
 } // namespace mox::test

@@ -24,8 +24,10 @@ std::size_t lastComponentStart(std::string_view path) {
 /// component that only begins with "." has none.
 std::size_t extensionStart(std::string_view path) {
     const std::size_t position = path.rfind('.');
-    const bool found = position != std::string_view::npos && position > lastComponentStart(path);
-    return found ? position : std::string_view::npos;
+    if (position == std::string_view::npos || position == 0) return std::string_view::npos;
+    const bool isFirstInComponent = path[position - 1] == separator;
+    const bool isInLastComponent = path.find(separator, position) == std::string_view::npos;
+    return isInLastComponent && !isFirstInComponent ? position : std::string_view::npos;
 }
 
 } // namespace
@@ -94,9 +96,13 @@ std::string stringByDeletingPathExtension(std::string_view path) {
 }
 
 std::string pathExtension(std::string_view path) {
+    return std::string(viewOfPathExtension(path));
+}
+
+std::string_view viewOfPathExtension(std::string_view path) {
     path = withoutTrailingSeparators(path);
     const std::size_t start = extensionStart(path);
-    return start == std::string_view::npos ? "" : std::string(path.substr(start + 1));
+    return start == std::string_view::npos ? std::string_view() : path.substr(start + 1);
 }
 
 } // namespace mox

@@ -51,4 +51,7 @@ MOX_EXPORT std::string stringByDeletingPathExtension(std::string_view path);
 /// The extension of the last component of `path`, without its "."; "" when it has none.
 MOX_EXPORT std::string pathExtension(std::string_view path);
 
+/// The same as a view of a part of `path`.
+MOX_EXPORT std::string_view viewOfPathExtension(std::string_view path);
+
 } // namespace mox

@@ -4,18 +4,25 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
+#include <string_view>
 
 namespace mox {
+namespace {
+
+constexpr std::array<std::string_view, 16> extensions = {
+    "app",        "bundle", "plugin",  "pkg",       "mpkg", "rtfd", "prefpane", "qlgenerator",
+    "mdimporter", "saver",  "service", "component", "kext", "xpc",  "appex",    "wdgt"};
+
+} // namespace
 
 bool isPackageName(std::string_view path) {
-    constexpr std::array<std::string_view, 16> extensions = {
-        "app",        "bundle", "plugin",  "pkg",       "mpkg", "rtfd", "prefpane", "qlgenerator",
-        "mdimporter", "saver",  "service", "component", "kext", "xpc",  "appex",    "wdgt"};
-    std::string extension = pathExtension(path);
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return std::find(extensions.begin(), extensions.end(), extension) != extensions.end();
+    const auto isEqual = [](char small, char any) {
+        return small == (any >= 'A' && any <= 'Z' ? static_cast<char>(any - 'A' + 'a') : any);
+    };
+    const std::string_view extension = viewOfPathExtension(path);
+    return std::any_of(extensions.begin(), extensions.end(), [&](std::string_view known) {
+        return std::equal(known.begin(), known.end(), extension.begin(), extension.end(), isEqual);
+    });
 }
 
 } // namespace mox
