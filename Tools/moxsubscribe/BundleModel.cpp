@@ -43,12 +43,4 @@ void requireFolderIfAny(Session& session, std::string_view operation, const std:
         throw Failure(operation, path, "the applications folder and those above it are left alone");
 }
 
-std::shared_ptr<MOXSubscription> stubAtPath(Session& session, const std::string& path) {
-    std::optional<Error> error;
-    auto stub = session.manager().subscriptionAtPath(path, &error);
-    if (stub) return stub;
-    if (error) throw Failure(*error, path);
-    throw Failure("read", path, "failed");
-}
-
 } // namespace mox::tool

@@ -17,7 +17,4 @@ void requireStubIfAny(Session& session, std::string_view operation, const std::s
 /// applications folder itself or one above it is meant. Does nothing on the dictionary model.
 void requireFolderIfAny(Session& session, std::string_view operation, const std::string& path);
 
-/// The record of the stub at `path`. Fails (`Failure`) with the framework's error when there is none.
-std::shared_ptr<MOXSubscription> stubAtPath(Session& session, const std::string& path);
-
 } // namespace mox::tool

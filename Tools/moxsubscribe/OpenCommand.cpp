@@ -53,7 +53,7 @@ int runAndWait(const std::string& program, const std::vector<std::string>& docum
 void open(Session& session, const OpenOptions& options) {
     requireBundleModel(session, "open");
     const std::string path = session.path(options.path);
-    stubAtPath(session, path);
+    session.subscriptionAtPath("open", path);
     const int status = runAndWait(launcherOf(path), options.documents);
     if (status != 0) throw Failure("open", path, "its program ended with status " + std::to_string(status));
 }

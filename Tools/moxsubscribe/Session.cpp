@@ -39,6 +39,15 @@ MOXSubscriptionManager& Session::manager() {
     return *_manager;
 }
 
+std::shared_ptr<MOXSubscription> Session::subscriptionAtPath(std::string_view operation,
+                                                             const std::string& path) {
+    std::optional<Error> error;
+    std::shared_ptr<MOXSubscription> subscription = manager().subscriptionAtPath(path, &error);
+    if (subscription) return subscription;
+    if (error) throw Failure(*error, path);
+    throw Failure(operation, path, "failed");
+}
+
 void Session::requireSaved(const std::vector<std::string>& changedPaths) {
     if (_model != SubscriptionModel::Dictionary) return;
     if (!_storeFile.matches(manager(), changedPaths)) {

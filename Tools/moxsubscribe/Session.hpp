@@ -35,6 +35,10 @@ public:
     /// The store. Throws what the framework throws for a damaged store.
     MOXSubscriptionManager& manager();
 
+    /// The record of the subscription at `path`. Fails (`Failure`) for `operation` with the framework's error
+    /// when there is none.
+    std::shared_ptr<MOXSubscription> subscriptionAtPath(std::string_view operation, const std::string& path);
+
     /// Whether `manager` has loaded the store.
     bool isOpen() const { return _manager != nullptr; }
 

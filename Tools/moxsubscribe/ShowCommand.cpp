@@ -1,7 +1,6 @@
 #include <iomanip>
 
 #include "Commands.hpp"
-#include "Failure.hpp"
 #include "JSONOutput.hpp"
 #include "PrintableText.hpp"
 #include "Words.hpp"
@@ -82,11 +81,7 @@ std::string textOf(const JSON& value) {
 
 void show(Session& session, const ShowOptions& options) {
     const std::string path = session.path(options.path);
-    std::optional<Error> error;
-    const std::shared_ptr<MOXSubscription> subscription = session.manager().subscriptionAtPath(path, &error);
-    if (!subscription && error) throw Failure(*error, path);
-    if (!subscription) throw Failure("show", path, "failed");
-    const JSON properties = propertiesOf(*subscription, path);
+    const JSON properties = propertiesOf(*session.subscriptionAtPath("show", path), path);
     if (options.json) return printJSON(session.output(), properties);
     constexpr int widthOfNames = 17;
     for (const auto& [name, value] : properties.items()) {
