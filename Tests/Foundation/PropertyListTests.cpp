@@ -107,7 +107,7 @@ TEST(PropertyList, A_renamed_entry_takes_its_place_in_the_order_and_that_of_an_e
     const auto keysAndValues = [](const PropertyList::Dictionary& dictionary) {
         std::string all;
         for (const PropertyList::Entry& entry : dictionary)
-            all += entry.key + *entry.value.string();
+            all += entry.key.text() + *entry.value.string();
         return all;
     };
     for (const std::string newKey : {"", "a", "b", "c", "d", "e", "f", "g", "bb", "dd"}) {

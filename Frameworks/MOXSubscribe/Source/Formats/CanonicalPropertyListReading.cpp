@@ -88,8 +88,9 @@ private:
         bool isDictionary;
         /// Whether all that was read of it is as it is written, and can be kept.
         bool isAsWritten;
-        const char* begin; ///< where its indentation begins
-        std::string key;   ///< its own, in the dictionary around it
+        const char* begin;     ///< where its indentation begins
+        PropertyList::Key key; ///< its own, in the dictionary around it
+        std::size_t nextKey;   ///< which of the known keys of its depth may come next
         std::vector<PropertyList::Entry> entries;
         PropertyList::Array values;
     };
@@ -104,8 +105,9 @@ private:
     }
 
     std::size_t skipWhiteSpace();
-    bool readText(std::string& text);
-    bool readReference(std::string& text);
+    bool readText(std::string_view& text);
+    bool readReference();
+    bool readKey();
     bool readItem();
     bool readScalar();
     bool readData();
@@ -120,6 +122,7 @@ private:
         if (!_open.empty()) _open.back().isAsWritten = false;
     }
 
+    static constexpr std::size_t mostChildrenExpected = 64;
     static constexpr std::size_t otherWhiteSpace = std::numeric_limits<std::size_t>::max();
 
     const SharedBytes* const _keeper;
@@ -127,12 +130,25 @@ private:
     const char* const _end;
     std::optional<PropertyList> _root;
     std::vector<Open> _open;
-    /// How many children the last dictionary of each depth had: the records of a store are alike.
-    std::vector<std::size_t> _lastSizes;
+    /// A key that was read, and how the document has it, from the text to the end of the tag that closes it.
+    struct KnownKey {
+        std::string_view written;
+        PropertyList::Key key;
+    };
+
+    /// What the last dictionaries of a depth were like: the records of a store are alike.
+    struct Likeness {
+        std::size_t size = 16;
+        std::vector<KnownKey> keys;
+    };
+
+    std::vector<Likeness> _likenesses;
     /// Where the indentation of the tag that is being read begins, and whether it is as it is written.
     const char* _lineBegin = nullptr;
     bool _isLineAsWritten = false;
-    std::string _key;
+    /// A text in which references were replaced.
+    std::string _replacedText;
+    PropertyList::Key _key;
     bool _hasKey = false;
 };
 
@@ -168,7 +184,7 @@ std::optional<PropertyList> CanonicalReader::read() {
     return std::move(_root);
 }
 
-bool CanonicalReader::readReference(std::string& text) {
+bool CanonicalReader::readReference() {
     struct Reference {
         std::string_view name;
         char character;
@@ -177,16 +193,18 @@ bool CanonicalReader::readReference(std::string& text) {
                                               Reference{"&gt;", '>'}, Reference{"&#13;", '\r'}};
     for (const Reference& reference : references) {
         if (take(reference.name)) {
-            text += reference.character;
+            _replacedText += reference.character;
             return true;
         }
     }
     return false;
 }
 
-/// Reads the text up to the next "<" and leaves that to the caller.
-bool CanonicalReader::readText(std::string& text) {
+/// Reads the text up to the next "<" and leaves that to the caller. The text is a part of the document, or
+/// when references had to be replaced, holds until the next one is read.
+bool CanonicalReader::readText(std::string_view& text) {
     bool hasMultibyte = false;
+    bool hasReferences = false;
     const char* begin = _next;
     for (const char* byte = begin; byte != _end; ++byte) {
         std::size_t plain = sizeof(TextWord);
@@ -201,13 +219,16 @@ bool CanonicalReader::readText(std::string& text) {
             hasMultibyte = true;
             break;
         case ByteClass::MarkUp:
-            text.append(begin, byte);
             _next = byte;
+            text = {begin, static_cast<std::size_t>(byte - begin)};
+            if (hasReferences) text = _replacedText.append(text);
             return !hasMultibyte || isAcceptedByXML(text);
         case ByteClass::Reference:
-            text.append(begin, byte);
+            if (!hasReferences) _replacedText.clear();
+            hasReferences = true;
+            _replacedText.append(begin, byte);
             _next = byte;
-            if (!readReference(text)) return false;
+            if (!readReference()) return false;
             begin = _next;
             byte = _next - 1;
             break;
@@ -225,6 +246,34 @@ bool CanonicalReader::readText(std::string& text) {
     return false;
 }
 
+/// Reads the rest of a key's element. A key of the dictionaries before is taken from there, where it is most
+/// often the one behind the last one, or one of the next when some are missing.
+bool CanonicalReader::readKey() {
+    constexpr std::size_t mostMissing = 2;
+    Open& dictionary = _open.back();
+    std::vector<KnownKey>& known = _likenesses[_open.size() - 1].keys;
+    const std::size_t end = std::min(known.size(), dictionary.nextKey + mostMissing + 1);
+    for (std::size_t index = dictionary.nextKey; index < end; ++index) {
+        if (!take(known[index].written)) continue;
+        _key = known[index].key;
+        dictionary.nextKey = index + 1;
+        return true;
+    }
+    const char* const begin = _next;
+    std::string_view text;
+    if (!readText(text) || !take("</key>")) return false;
+    _key = PropertyList::Key(std::string(text));
+    const std::string_view written(begin, static_cast<std::size_t>(_next - begin));
+    // A ">" that is not a reference has to be found anew each time, since it is not as we write it.
+    if (written.find('>') != written.size() - 1) return true;
+    if (dictionary.nextKey < known.size())
+        known[dictionary.nextKey] = {written, _key};
+    else if (known.size() < mostChildrenExpected)
+        known.push_back({written, _key});
+    ++dictionary.nextKey;
+    return true;
+}
+
 /// Reads the next tag inside a container, or the root, with its value.
 bool CanonicalReader::readItem() {
     const std::size_t tabs = skipWhiteSpace();
@@ -238,7 +287,7 @@ bool CanonicalReader::readItem() {
     _isLineAsWritten = tabs == _open.size();
     if (!_isLineAsWritten) differFromWritten();
     if (_next[1] == 'k') {
-        if (!isInDictionary || _hasKey || !take("<key>") || !readText(_key) || !take("</key>")) return false;
+        if (!isInDictionary || _hasKey || !take("<key>") || !readKey()) return false;
         _hasKey = true;
         return true;
     }
@@ -247,15 +296,15 @@ bool CanonicalReader::readItem() {
 }
 
 bool CanonicalReader::readScalar() {
-    const auto textElement = [this](std::string_view begin, std::string_view end, std::string& text) {
+    const auto textElement = [this](std::string_view begin, std::string_view end, std::string_view& text) {
         return take(begin) && readText(text) && take(end);
     };
-    std::string text;
+    std::string_view text;
     std::string writtenText;
     switch (_next[1]) {
     case 's':
         return textElement("<string>", "</string>", text) &&
-               add(PropertyList::validatedString(std::move(text)));
+               add(PropertyList::validatedString(std::string(text)));
     case 'i': {
         if (!textElement("<integer>", "</integer>", text)) return false;
         std::optional<PropertyList> value = integerFromText(text);
@@ -328,7 +377,6 @@ bool CanonicalReader::add(PropertyList&& value) {
         _root = std::move(value);
     } else if (_open.back().isDictionary) {
         _open.back().entries.emplace_back(std::move(_key), std::move(value));
-        _key.clear();
         _hasKey = false;
     } else {
         _open.back().values.push_back(std::move(value));
@@ -339,11 +387,10 @@ bool CanonicalReader::add(PropertyList&& value) {
 bool CanonicalReader::open(bool isDictionary) {
     if (_open.size() == maximumPropertyListDepth) return false;
     const std::size_t depth = _open.size();
-    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::exchange(_key, {}), {}, {}});
+    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::move(_key), 0, {}, {}});
     _hasKey = false;
-    constexpr std::size_t firstGuess = 16;
-    if (_lastSizes.size() == depth) _lastSizes.push_back(firstGuess);
-    if (isDictionary) _open.back().entries.reserve(std::min<std::size_t>(_lastSizes[depth], 64));
+    if (_likenesses.size() == depth) _likenesses.emplace_back();
+    if (isDictionary) _open.back().entries.reserve(std::min(_likenesses[depth].size, mostChildrenExpected));
     return true;
 }
 
@@ -362,7 +409,7 @@ bool CanonicalReader::close(bool isDictionary) {
         differFromWritten();
         return add(std::move(closed.values));
     }
-    _lastSizes[_open.size()] = closed.entries.size();
+    _likenesses[_open.size()].size = closed.entries.size();
     // One without entries would have been one tag, and the line feed belongs to the last line.
     const bool isAsWritten = closed.isAsWritten && !closed.entries.empty() && _next != _end && *_next == '\n';
     bool areInOrder = false;

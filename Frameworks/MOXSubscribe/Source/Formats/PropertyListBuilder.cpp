@@ -45,7 +45,7 @@ bool PropertyListBuilder::endContainer() {
 
 bool PropertyListBuilder::addKey(std::string key) {
     if (!acceptsKey()) return false;
-    _key = std::move(key);
+    _key = PropertyList::Key(std::move(key));
     _hasKey = true;
     return true;
 }
@@ -53,7 +53,6 @@ bool PropertyListBuilder::addKey(std::string key) {
 bool PropertyListBuilder::addValue(PropertyList value) {
     if (!acceptsValue()) return false;
     _values.push_back(PropertyList::Entry{std::move(_key), std::move(value)});
-    _key.clear();
     _hasKey = false;
     return true;
 }

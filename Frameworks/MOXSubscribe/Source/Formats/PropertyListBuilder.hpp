@@ -55,7 +55,7 @@ private:
     /// The values of all open containers in one row, each container's own place before its children.
     std::vector<PropertyList::Entry> _values;
     std::vector<Open> _open;
-    std::string _key;
+    PropertyList::Key _key;
     bool _hasKey = false;
 };
 

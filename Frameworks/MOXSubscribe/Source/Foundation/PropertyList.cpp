@@ -73,8 +73,9 @@ PropertyList::Dictionary::~Dictionary() = default;
 const PropertyList::WrittenForm PropertyList::Dictionary::handedOut = {};
 
 PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
-    for (Entry& entry : entries)
-        entry.key = repairedUTF8(std::move(entry.key));
+    for (Entry& entry : entries) {
+        if (!isValidUTF8(entry.key)) entry.key = Key(repairedUTF8(entry.key));
+    }
     return fromValidatedEntries(std::move(entries));
 }
 
@@ -152,7 +153,7 @@ bool PropertyList::Dictionary::remove(std::string_view key) {
 
 void PropertyList::Dictionary::remove(const std::set<std::string, std::less<>>& keys) noexcept {
     dropWrittenForm();
-    std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key); });
+    std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key.text()); });
 }
 
 std::optional<PropertyList> PropertyList::Dictionary::take(std::string_view key) {
@@ -176,7 +177,7 @@ bool PropertyList::Dictionary::rename(std::string_view key, std::string newKey) 
         _entries.erase(_entries.begin() + static_cast<std::ptrdiff_t>(index));
         return true;
     }
-    _entries[index].key = std::move(newKey);
+    _entries[index].key = Key(std::move(newKey));
     const auto entry = _entries.begin() + static_cast<std::ptrdiff_t>(index);
     const auto destination = _entries.begin() + static_cast<std::ptrdiff_t>(place);
     if (entry < destination) {
@@ -327,7 +328,7 @@ void PropertyList::copyNested(const PropertyList& other) {
             auto& entries = copy->dictionary()->_entries;
             entries.reserve(count);
             for (const Entry& entry : source->dictionary()->_entries) {
-                entries.emplace_back(std::string(entry.key), copyWithoutNested(entry.value));
+                entries.emplace_back(Key(entry.key), copyWithoutNested(entry.value));
             }
         }
         for (std::size_t index = 0; index < count; ++index) {
