@@ -57,6 +57,68 @@ TEST(CanonicalPropertyListReading, Of_a_repeated_key_the_last_value_stays) {
               PropertyList(expected));
 }
 
+/// Dictionaries with a dictionary of each list of keys; each value is its key.
+std::string dictionariesOf(const std::vector<std::vector<std::string>>& lists) {
+    std::string text = "<array>";
+    for (const auto& keys : lists) {
+        text += "<dict>";
+        for (const std::string& key : keys)
+            text += "<key>" + key + "</key><string>" + key + "</string>";
+        text += "</dict>";
+    }
+    return text + "</array>";
+}
+
+TEST(CanonicalPropertyListReading, Dictionaries_that_are_alike_share_their_keys) {
+    const auto value = read(dictionariesOf({{"a", "b", "c", "d"}, {"a", "d"}, {"a", "b", "bc", "d"}}));
+    ASSERT_TRUE(value);
+    const auto keyOf = [&value](std::size_t dictionary, int entry) {
+        return &((*value->array())[dictionary].dictionary()->begin() + entry)->key.text();
+    };
+    EXPECT_EQ(keyOf(0, 0), keyOf(1, 0));
+    EXPECT_EQ(keyOf(0, 3), keyOf(1, 1));
+    EXPECT_EQ(keyOf(0, 1), keyOf(2, 1));
+    EXPECT_EQ(keyOf(0, 3), keyOf(2, 3));
+}
+
+TEST(CanonicalPropertyListReading, Keys_are_what_the_document_has_whatever_the_dictionaries_before_had) {
+    const std::vector<std::vector<std::string>> lists = {
+        {"a", "b", "c"},
+        {"a", "c"},
+        {"a", "b", "c"},
+        {"ab", "b", "bc", "c"},
+        {"a"},
+        {},
+        {"c", "d", "e"},
+        {"", "a"},
+        {"a", "b"},
+        {"&lt;", "b"},
+        {"&lt;", "c"},
+        {"\u00E9", "b"},
+        {"\u00E9", "c"},
+        {"d", "c"},
+        {"a", "a"},
+        {"a &amp; b", "c"},
+        {"a", "b", "c", "d", "e"},
+    };
+    const std::string document = canonical(dictionariesOf(lists));
+    const auto value = propertyListFromCanonicalXML(document);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value, propertyListFromXML(document));
+}
+
+TEST(CanonicalPropertyListReading, More_keys_than_are_known_are_read_too) {
+    std::vector<std::vector<std::string>> lists(3);
+    for (std::size_t list = 0; list < lists.size(); ++list) {
+        for (int key = 0; key < 200; ++key)
+            lists[list].push_back("key " + std::to_string(list % 2) + std::to_string(1000 + key));
+    }
+    const std::string document = canonical(dictionariesOf(lists));
+    const auto value = propertyListFromCanonicalXML(document);
+    ASSERT_TRUE(value);
+    EXPECT_EQ(value, propertyListFromXML(document));
+}
+
 TEST(CanonicalPropertyListReading, Every_other_form_is_left_to_the_general_reader) {
     for (const std::string& root : {
              "<!-- c --><string>a</string>"s,

@@ -1,6 +1,7 @@
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/PropertyListSamples.hpp"
 #include "Formats/PropertyListWriting.hpp"
+#include "Foundation/KeptText.hpp"
 
 #include <gtest/gtest.h>
 
@@ -235,7 +236,7 @@ TEST(PropertyListPieces, Text_that_is_not_as_we_write_it_is_accepted_but_not_kep
                                   "\t</dict>\n</dict>\n";
     const auto keepsText = [](const std::string& root) {
         const PropertyList tree = load(test::xmlDocument(root));
-        const bool isKept = tree.dictionary()->writtenForm() != nullptr;
+        const bool isKept = KeptText::of(*tree.dictionary()) != nullptr;
         save(tree);
         return isKept;
     };

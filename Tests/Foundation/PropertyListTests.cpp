@@ -2,12 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <atomic>
-#include <functional>
 #include <limits>
-#include <optional>
-#include <thread>
 
 namespace mox {
 namespace {
@@ -131,6 +126,17 @@ TEST(PropertyList, A_renamed_entry_takes_its_place_in_the_order_and_that_of_an_e
     EXPECT_EQ(keysAndValues(dictionary), "\uFFFDx");
 }
 
+TEST(PropertyList, Copies_of_a_dictionary_share_the_texts_of_its_keys) {
+    PropertyList::Dictionary dictionary;
+    dictionary.set("key", "value");
+    const PropertyList::Dictionary copy = dictionary;
+    EXPECT_EQ(&copy.begin()->key.text(), &dictionary.begin()->key.text());
+    dictionary.rename("key", "other");
+    EXPECT_EQ(copy.begin()->key, "key");
+    EXPECT_NE(copy.begin()->key, dictionary.begin()->key);
+    EXPECT_EQ(dictionary.begin()->key, PropertyList::Key("other"));
+}
+
 TEST(PropertyList, A_dictionary_of_entries_in_any_order_keeps_the_last_of_equal_keys) {
     PropertyList::Dictionary expected;
     for (const char* key : {"a", "b", "c", "\uFFFD"})
@@ -143,149 +149,6 @@ TEST(PropertyList, A_dictionary_of_entries_in_any_order_keeps_the_last_of_equal_
     EXPECT_EQ(PropertyList::Dictionary::fromEntries(std::move(entries)), expected);
     EXPECT_EQ(PropertyList::Dictionary::fromEntries({{"a", "first"}, {"a", "last"}}).size(), 1u);
     EXPECT_TRUE(PropertyList::Dictionary::fromEntries({}).empty());
-}
-
-/// How often the text of data was decoded.
-std::atomic<int> decodedTexts = 0;
-
-Bytes reversed(std::string_view text) {
-    ++decodedTexts;
-    return {text.rbegin(), text.rend()};
-}
-
-TEST(PropertyList, Data_made_of_text_is_decoded_when_it_is_first_asked_for) {
-    decodedTexts = 0;
-    const PropertyList::Data data(SharedBytes(Bytes("cba")), reversed);
-    const PropertyList::Data copy = data;
-    ASSERT_NE(data.text(), nullptr);
-    EXPECT_EQ(data.text()->view(), "cba");
-    EXPECT_EQ(data, PropertyList::Data(SharedBytes(Bytes("cba")), reversed));
-    EXPECT_FALSE(data == PropertyList::Data(SharedBytes(Bytes("cbx")), reversed));
-    EXPECT_EQ(decodedTexts, 0);
-    EXPECT_EQ(data.bytes(), "abc");
-    EXPECT_EQ(copy.bytes().data(), data.bytes().data());
-    EXPECT_EQ(decodedTexts, 1);
-    EXPECT_EQ(data, PropertyList::Data("abc"));
-    EXPECT_FALSE(PropertyList::Data("cba") == data);
-    EXPECT_EQ(PropertyList::Data("abc").text(), nullptr);
-}
-
-TEST(PropertyList, Any_thread_may_ask_for_data_that_is_not_decoded_yet) {
-    for (int round = 0; round < 100; ++round) {
-        const PropertyList::Data data(SharedBytes(Bytes(1000, 'x') + "a"), reversed);
-        std::vector<std::thread> threads;
-        std::array<const char*, 4> views = {};
-        for (const char*& view : views)
-            threads.emplace_back([copy = data, &view] { view = copy.bytes().data(); });
-        for (std::thread& thread : threads)
-            thread.join();
-        for (const char* view : views)
-            EXPECT_EQ(view, data.bytes().data());
-        EXPECT_EQ(data.bytes(), "a" + Bytes(1000, 'x'));
-    }
-}
-
-TEST(PropertyList, Data_takes_another_text_and_its_bytes_stay_where_they_are) {
-    const SharedBytes whole(Bytes("cba and more"));
-    const SharedBytes text = whole.part(whole.view().substr(0, 3));
-    const PropertyList::Data moved(text, reversed);
-    moved.moveText(SharedBytes(Bytes("cba")));
-    EXPECT_EQ(moved.text()->whole(), "cba");
-    EXPECT_EQ(moved.bytes(), "abc");
-    const PropertyList::Data viewed(text, reversed);
-    const ByteView view = viewed.bytes();
-    viewed.moveText(SharedBytes(Bytes("cba")));
-    EXPECT_EQ(viewed.text()->whole(), "cba");
-    EXPECT_EQ(viewed.bytes().data(), view.data());
-    EXPECT_EQ(view, "abc");
-}
-
-TEST(PropertyList, A_view_of_data_holds_as_long_as_any_copy_whatever_text_each_has) {
-    const PropertyList::Data first(SharedBytes(Bytes("cba")), reversed);
-    auto second = std::make_optional(first);
-    first.moveText(SharedBytes(Bytes("cba")));
-    const ByteView view = second->bytes();
-    second.reset();
-    EXPECT_EQ(view, "abc");
-    EXPECT_EQ(view.data(), first.bytes().data());
-}
-
-class WrittenFormOfADictionary : public testing::Test {
-protected:
-    static bool keeps(const PropertyList::Dictionary& kept) { return kept.writtenForm() != nullptr; }
-
-    void keepAgain() {
-        if (dictionary.canKeepWrittenForm()) dictionary.keepWrittenForm({SharedBytes(Bytes("text")), 0});
-    }
-
-    PropertyList::Dictionary dictionary = [] {
-        PropertyList::Dictionary made;
-        made.set("a", "1");
-        made.set("b", PropertyList::Dictionary());
-        return made;
-    }();
-};
-
-TEST_F(WrittenFormOfADictionary, is_dropped_by_every_change) {
-    const std::function<void()> changes[] = {
-        [this] { dictionary.set("c", "3"); },
-        [this] { dictionary.set("c", "4"); },
-        [this] { dictionary.rename("c", "d"); },
-        [this] { dictionary.take("d"); },
-        [this] { dictionary.remove("a"); },
-        [this] { dictionary.remove(std::set<std::string, std::less<>>{"b"}); },
-        [this] { dictionary = PropertyList::Dictionary(); },
-        [this] { dictionary = PropertyList::Dictionary(dictionary); },
-    };
-    EXPECT_FALSE(keeps(dictionary));
-    for (const auto& change : changes) {
-        keepAgain();
-        ASSERT_TRUE(keeps(dictionary));
-        change();
-        EXPECT_FALSE(keeps(dictionary)) << &change - changes;
-    }
-}
-
-TEST_F(WrittenFormOfADictionary, stays_when_it_is_only_looked_at) {
-    keepAgain();
-    EXPECT_NE(std::as_const(dictionary).find("a"), nullptr);
-    EXPECT_NE(std::as_const(dictionary).dictionary("b"), nullptr);
-    EXPECT_EQ(dictionary.find("missing"), nullptr);
-    EXPECT_FALSE(dictionary.remove("missing"));
-    EXPECT_FALSE(dictionary.rename("missing", "x"));
-    EXPECT_EQ(dictionary.writtenForm()->text.view(), "text");
-}
-
-TEST_F(WrittenFormOfADictionary, is_never_kept_once_a_pointer_was_handed_out) {
-    keepAgain();
-    EXPECT_NE(dictionary.find("a"), nullptr);
-    EXPECT_FALSE(keeps(dictionary));
-    EXPECT_FALSE(dictionary.canKeepWrittenForm());
-    dictionary.set("c", "3");
-    EXPECT_FALSE(dictionary.canKeepWrittenForm());
-    PropertyList::Dictionary moved = std::move(dictionary);
-    EXPECT_FALSE(moved.canKeepWrittenForm());
-    EXPECT_TRUE(PropertyList::Dictionary(moved).canKeepWrittenForm());
-    moved = PropertyList::Dictionary();
-    EXPECT_TRUE(moved.canKeepWrittenForm());
-    EXPECT_NE(moved.set("b", PropertyList::Dictionary()).dictionary(), nullptr);
-    EXPECT_TRUE(moved.canKeepWrittenForm());
-    EXPECT_NE(moved.dictionary("b"), nullptr);
-    EXPECT_FALSE(moved.canKeepWrittenForm());
-}
-
-TEST_F(WrittenFormOfADictionary, moves_along_and_is_not_copied) {
-    keepAgain();
-    const PropertyList::Dictionary copy = dictionary;
-    EXPECT_FALSE(keeps(copy));
-    PropertyList::Dictionary moved = std::move(dictionary);
-    EXPECT_TRUE(keeps(moved));
-    EXPECT_EQ(moved, copy);
-    PropertyList::Dictionary assigned;
-    assigned.set("x", "y");
-    assigned = std::move(moved);
-    EXPECT_TRUE(keeps(assigned));
-    EXPECT_EQ(assigned, copy);
 }
 
 TEST(PropertyList, A_dictionary_may_be_replaced_by_one_in_itself) {

@@ -4,6 +4,7 @@
 #include "Formats/PlainText.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/ScalarText.hpp"
+#include "Foundation/KeptText.hpp"
 #include "Foundation/UnicodeText.hpp"
 
 #include <algorithm>
@@ -357,7 +358,7 @@ bool CanonicalReader::readData() {
     const std::string_view lastGroup = text.substr(text.size() - std::min<std::size_t>(text.size(), 4));
     if (text.size() % 4 == 0 && isCanonicalBase64(lastGroup) && take("</data>")) {
         if (tabs != _open.size() || closingTabs != _open.size()) differFromWritten();
-        return add(_keeper ? PropertyList::Data(_keeper->part(text), bytesOfCanonicalBase64)
+        return add(_keeper ? KeptText::data(_keeper->part(text), bytesOfCanonicalBase64)
                            : PropertyList::Data(bytesOfCanonicalBase64(text)));
     }
     // The platform breaks it into lines.
@@ -418,7 +419,7 @@ bool CanonicalReader::close(bool isDictionary) {
         differFromWritten();
     } else if (_keeper) {
         const auto length = static_cast<std::size_t>(_next + 1 - closed.begin);
-        dictionary.keepWrittenForm({_keeper->part({closed.begin, length}), _open.size()});
+        KeptText::keep(dictionary, {_keeper->part({closed.begin, length}), _open.size()});
     }
     return add(std::move(dictionary));
 }

@@ -4,6 +4,7 @@
 #include "Formats/PropertyListWriting.hpp"
 #include "Formats/ScalarText.hpp"
 #include "Foundation/BytesBuffer.hpp"
+#include "Foundation/KeptText.hpp"
 
 #include <algorithm>
 #include <array>
@@ -229,9 +230,9 @@ DocumentPieces XMLWriter::keptPieces() {
         return result.newText.part(text.substr(made.begin, made.end - made.begin));
     };
     for (const auto& made : _madeDictionaries)
-        made.value->keepWrittenForm({partOf(made), made.depth});
+        KeptText::keep(*made.value, {partOf(made), made.depth});
     for (const auto& made : _madeData)
-        made.value->moveText(partOf(made));
+        KeptText::move(*made.value, partOf(made));
     return result;
 }
 
@@ -373,12 +374,12 @@ bool XMLWriter::openArray(const PropertyList::Array& array) {
 
 bool XMLWriter::openDictionary(const PropertyList::Dictionary& dictionary) {
     if (_open.size() == maximumPropertyListDepth) return false;
-    const PropertyList::WrittenForm* form = dictionary.writtenForm();
+    const KeptText::WrittenForm* form = KeptText::of(dictionary);
     if (form && form->depth == _open.size() && isUsable(form->text)) {
         appendKept(form->text, false);
         return true;
     }
-    const bool canKeepText = _usesKeptText && dictionary.canKeepWrittenForm();
+    const bool canKeepText = _usesKeptText && KeptText::canBeKept(dictionary);
     if (!dictionary.empty()) {
         open({.entry = dictionary.begin(),
               .entriesEnd = dictionary.end(),
@@ -396,7 +397,7 @@ bool XMLWriter::openDictionary(const PropertyList::Dictionary& dictionary) {
 void XMLWriter::writeData(const PropertyList::Data& data) {
     constexpr std::size_t leastPieceSize = 1024;
     appendLine("<data>\n");
-    const SharedBytes* const text = data.text();
+    const SharedBytes* const text = KeptText::of(data);
     const bool isEmpty = text ? text->view().empty() : data.bytes().empty();
     if (!isEmpty) {
         _text.append(_open.size(), '\t');

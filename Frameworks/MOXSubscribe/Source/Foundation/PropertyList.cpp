@@ -32,14 +32,6 @@ ByteView PropertyList::Data::bytes() const {
     return *bytes;
 }
 
-const SharedBytes* PropertyList::Data::text() const noexcept {
-    return _content->decode ? &_content->text : nullptr;
-}
-
-void PropertyList::Data::moveText(SharedBytes text) const {
-    _content = std::make_shared<const Content>(Content{std::move(text), _content->decode, _content->decoded});
-}
-
 bool operator==(const PropertyList::Data& left, const PropertyList::Data& right) {
     if (left._content == right._content) return true;
     if (left._content->decode && left._content->decode == right._content->decode)
@@ -70,7 +62,7 @@ PropertyList::Dictionary& PropertyList::Dictionary::operator=(Dictionary&& other
 
 PropertyList::Dictionary::~Dictionary() = default;
 
-const PropertyList::WrittenForm PropertyList::Dictionary::handedOut = {};
+const PropertyList::Dictionary::WrittenForm PropertyList::Dictionary::handedOut = {};
 
 PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
     for (Entry& entry : entries) {
@@ -211,10 +203,6 @@ const PropertyList::Dictionary* PropertyList::Dictionary::dictionary(std::string
 PropertyList::Dictionary* PropertyList::Dictionary::dictionary(std::string_view key) noexcept {
     PropertyList* value = find(key);
     return value ? value->dictionary() : nullptr;
-}
-
-void PropertyList::Dictionary::keepWrittenForm(WrittenForm form) const {
-    _writtenForm.reset(new WrittenForm(std::move(form)));
 }
 
 void PropertyList::Dictionary::dropWrittenForm() noexcept {

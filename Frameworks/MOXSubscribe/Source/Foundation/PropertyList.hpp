@@ -52,30 +52,23 @@ public:
     /// Bytes that never change; copies share them, from any thread.
     class MOX_EXPORT Data {
     public:
-        /// Makes the bytes for which a text stands.
-        using Decoder = Bytes (*)(std::string_view text);
-
         /// Takes over `bytes`.
         explicit Data(Bytes bytes);
 
-        /// The bytes that `decode` makes of `text`, which is not done before they are asked for. The text
-        /// must be the only one that stands for them, so that equal bytes have equal texts.
-        Data(SharedBytes text, Decoder decode);
-
-        /// The bytes; the view holds as long as this value or a copy of it lives. Decodes the text when it is
-        /// asked for the first time, which takes memory.
+        /// The bytes; the view holds as long as this value or a copy of it lives. Data of a document may be
+        /// decoded when they are asked for the first time, which takes memory.
         ByteView bytes() const;
-
-        /// The text that stands for the bytes; null when they were not made of one.
-        const SharedBytes* text() const noexcept;
-
-        /// Lets an equal text elsewhere stand for the bytes, so that the whole of which it was a part need
-        /// not stay in memory. This is no change of the value, and views of its bytes hold as before.
-        void moveText(SharedBytes text) const;
 
         friend MOX_EXPORT bool operator==(const Data& left, const Data& right);
 
     private:
+        friend class KeptText;
+
+        /// Makes the bytes for which a text stands.
+        using Decoder = Bytes (*)(std::string_view text);
+
+        Data(SharedBytes text, Decoder decode);
+
         /// The bytes, apart from the text, so that copies share them whatever text stands for them by now.
         struct Decoded {
             explicit Decoded(const Bytes* newBytes) noexcept : bytes(newBytes) {}
@@ -92,15 +85,6 @@ public:
         };
 
         mutable std::shared_ptr<const Content> _content;
-    };
-
-    /// The text of a dictionary in a document: whole lines, from the indentation of the tag that opens it to
-    /// the line feed behind the one that closes it.
-    struct WrittenForm {
-        /// The lines; it keeps the whole document in memory.
-        SharedBytes text;
-        /// In how many containers the dictionary is, which its indentation tells.
-        std::size_t depth;
     };
 
     /// The key of an entry: text that never changes. Copies share it, from any thread, so that dictionaries
@@ -190,23 +174,20 @@ public:
         const Dictionary* dictionary(std::string_view key) const noexcept;
         Dictionary* dictionary(std::string_view key) noexcept;
 
-        /// The text that is kept; null when there is none.
-        const WrittenForm* writtenForm() const noexcept {
-            return _writtenForm.get() == &handedOut ? nullptr : _writtenForm.get();
-        }
-
-        /// Whether the dictionary can keep its text; the dictionaries in it may still be in the way.
-        bool canKeepWrittenForm() const noexcept { return _writtenForm.get() != &handedOut; }
-
-        /// Keeps the text, which must be the one that writing the dictionary at that depth makes. The
-        /// dictionary must be able to, and so must all in it; there must be no array in it, whose elements
-        /// can be reached without its knowledge. This is no change of the value.
-        void keepWrittenForm(WrittenForm form) const;
-
         friend MOX_EXPORT bool operator==(const Dictionary& left, const Dictionary& right);
 
     private:
+        friend class KeptText;
         friend class PropertyList;
+
+        /// The text of a dictionary in a document: whole lines, from the indentation of the tag that opens it
+        /// to the line feed behind the one that closes it.
+        struct WrittenForm {
+            /// The lines; it keeps the whole document in memory.
+            SharedBytes text;
+            /// In how many containers the dictionary is, which its indentation tells.
+            std::size_t depth;
+        };
 
         struct WrittenFormDeleter {
             void operator()(const WrittenForm* form) const noexcept {
@@ -218,6 +199,7 @@ public:
         /// changed by somebody who holds a pointer to it.
         static const WrittenForm handedOut;
 
+        bool canKeepWrittenForm() const noexcept { return _writtenForm.get() != &handedOut; }
         void dropWrittenForm() noexcept;
         std::size_t indexFor(std::string_view key) const noexcept;
 
