@@ -226,6 +226,24 @@ TEST(PropertyListPieces, What_XML_cannot_carry_is_one_piece_of_binary_form) {
     EXPECT_TRUE(save(tree).starts_with("<?xml"));
 }
 
+TEST(PropertyListPieces, A_key_that_is_not_as_we_write_it_is_kept_in_no_dictionary_that_has_it) {
+    const std::string dictionary = "\t<dict>\n\t\t<key>a&gt;</key>\n\t\t<true/>\n\t</dict>\n";
+    const std::string root =
+        "<dict>\n\t<key>1</key>\n" + dictionary + "\t<key>2</key>\n" + dictionary + "</dict>\n";
+    const auto keepsText = [](std::string document) {
+        const PropertyList tree = load(test::xmlDocument(document));
+        std::vector<bool> kept;
+        for (const PropertyList::Entry& entry : *tree.dictionary())
+            kept.push_back(KeptText::of(*entry.value.dictionary()) != nullptr);
+        return kept;
+    };
+    EXPECT_EQ(keepsText(root), (std::vector<bool>{true, true}));
+    std::string other = root;
+    for (std::size_t place = 0; (place = other.find("&gt;")) != std::string::npos;)
+        other.replace(place, 4, ">");
+    EXPECT_EQ(keepsText(other), (std::vector<bool>{false, false}));
+}
+
 TEST(PropertyListPieces, Text_that_is_not_as_we_write_it_is_accepted_but_not_kept) {
     const std::string canonical = "<dict>\n\t<key>a</key>\n\t<dict>\n\t\t<key>b</key>\n"
                                   "\t\t<data>\n\t\tAAEC\n\t\t</data>\n\t\t<key>c</key>\n\t\t<dict/>\n"
