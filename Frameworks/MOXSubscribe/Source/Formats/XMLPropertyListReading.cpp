@@ -204,7 +204,6 @@ bool XMLReader::start(Element element) {
 bool XMLReader::addText(std::string_view text) {
     switch (_scalar) {
     case Element::None:
-        return isWhiteSpace(text);
     case Element::True:
     case Element::False:
         return isWhiteSpace(text);

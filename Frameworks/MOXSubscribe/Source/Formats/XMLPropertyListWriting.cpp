@@ -171,7 +171,7 @@ bool XMLWriter::write(const PropertyList& root) {
 
 XMLWriter::Documents XMLWriter::documentsToAbandon() const {
     constexpr std::size_t mostPieces = 1024;
-    constexpr std::size_t leastPieceSize = 16 * 1024;
+    constexpr std::size_t leastPieceSize = std::size_t{16} * 1024;
     struct Use {
         std::size_t size;
         std::size_t used;
