@@ -11,9 +11,10 @@ namespace mox::test {
 
 /// What a test of a model does with each text that somebody could send to do harm, whichever the model is.
 class HostileTextTrials {
-protected:
+public:
     virtual ~HostileTextTrials() = default;
 
+protected:
     /// What is on the disk where the model has nothing to change.
     virtual std::map<std::string, std::string> elsewhere() const = 0;
 
