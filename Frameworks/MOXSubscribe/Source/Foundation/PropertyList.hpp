@@ -186,7 +186,7 @@ public:
             /// The lines; it keeps the whole document in memory.
             SharedBytes text;
             /// In how many containers the dictionary is, which its indentation tells.
-            std::size_t depth;
+            std::size_t depth = 0;
         };
 
         struct WrittenFormDeleter {
