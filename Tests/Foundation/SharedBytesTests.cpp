@@ -64,5 +64,22 @@ TEST(BytesBuffer, It_is_made_as_long_as_is_asked_for) {
     EXPECT_EQ(buffer.take().view(), "abc");
 }
 
+TEST(BytesBuffer, Many_megabytes_stay_what_they_are_while_more_come_and_when_they_are_given_away) {
+    BytesBuffer buffer;
+    const std::string part(1'000'003, 'x');
+    constexpr std::size_t parts = 40;
+    for (std::size_t index = 0; index < parts; ++index) {
+        buffer.append(part);
+        buffer.append(1, static_cast<char>('0' + index));
+    }
+    const SharedBytes given = buffer.take();
+    ASSERT_EQ(given.view().size(), parts * (part.size() + 1));
+    for (std::size_t index = 0; index < parts; ++index) {
+        const ByteView bytes = given.view().substr(index * (part.size() + 1), part.size() + 1);
+        EXPECT_TRUE(bytes.starts_with(part));
+        EXPECT_EQ(bytes.back(), static_cast<char>('0' + index));
+    }
+}
+
 } // namespace
 } // namespace mox

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -62,14 +61,7 @@ private:
         void operator()(char* storage) const { std::free(storage); }
     };
 
-    void setCapacity(std::size_t capacity) {
-        // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
-        void* storage = std::realloc(_storage.get(), capacity);
-        if (storage == nullptr) throw std::bad_alloc();
-        static_cast<void>(_storage.release());
-        _storage.reset(static_cast<char*>(storage));
-        _capacity = capacity;
-    }
+    void setCapacity(std::size_t capacity);
 
     std::unique_ptr<char, Free> _storage;
     std::size_t _size = 0;

@@ -1,0 +1,35 @@
+#include "Foundation/BytesBuffer.hpp"
+
+#include <memory>
+#include <new>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace mox {
+namespace {
+
+/// Has the system give much memory in large pages, where it has such: most of what it takes to fill new
+/// memory is done for each page. When it does not, nothing is lost.
+void preferLargePages([[maybe_unused]] void* storage, [[maybe_unused]] std::size_t size) {
+#ifdef MADV_HUGEPAGE
+    constexpr std::size_t leastSize = std::size_t{8} * 1024 * 1024;
+    if (size < leastSize) return;
+    const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+    if (std::align(page, page, storage, size) != nullptr)
+        ::madvise(storage, size - size % page, MADV_HUGEPAGE);
+#endif
+}
+
+} // namespace
+
+void BytesBuffer::setCapacity(std::size_t capacity) {
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
+    void* storage = std::realloc(_storage.get(), capacity);
+    if (storage == nullptr) throw std::bad_alloc();
+    static_cast<void>(_storage.release());
+    _storage.reset(static_cast<char*>(storage));
+    _capacity = capacity;
+    preferLargePages(storage, capacity);
+}
+
+} // namespace mox
