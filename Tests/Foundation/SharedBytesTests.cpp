@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <string>
 
@@ -65,6 +66,16 @@ TEST(BytesBuffer, It_is_made_as_long_as_is_asked_for) {
     bytes[1] = 'b';
     buffer.resize(3);
     EXPECT_EQ(buffer.take().view(), "abc");
+}
+
+TEST(BytesBuffer, Many_megabytes_are_made_at_once) {
+    BytesBuffer buffer;
+    constexpr std::size_t size = 33'333'333;
+    char* const bytes = buffer.resize(size);
+    std::fill_n(bytes, size, 'x');
+    bytes[size - 1] = 'y';
+    EXPECT_EQ(buffer.resize(size - 1), bytes);
+    EXPECT_EQ(buffer.take().view(), std::string(size - 1, 'x'));
 }
 
 TEST(BytesBuffer, Many_megabytes_stay_what_they_are_while_more_come_and_when_they_are_given_away) {

@@ -1,7 +1,6 @@
 #include "Foundation/BytesBuffer.hpp"
 
 #include <memory>
-#include <new>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -22,14 +21,14 @@ void preferLargePages([[maybe_unused]] void* storage, [[maybe_unused]] std::size
 
 } // namespace
 
-void BytesBuffer::setCapacity(std::size_t capacity) {
-    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
-    void* storage = std::realloc(_storage.get(), capacity);
-    if (storage == nullptr) throw std::bad_alloc();
-    static_cast<void>(_storage.release());
-    _storage.reset(static_cast<char*>(storage));
-    _capacity = capacity;
-    preferLargePages(storage, capacity);
+char* BytesBuffer::resize(std::size_t size) {
+    if (size > _capacity) {
+        setCapacity(size);
+        // Not where the bytes grow little by little: to move large pages, the system splits them again.
+        preferLargePages(_storage.get(), size);
+    }
+    _size = size;
+    return _storage.get();
 }
 
 } // namespace mox

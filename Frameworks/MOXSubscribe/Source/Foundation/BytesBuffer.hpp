@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -40,11 +41,7 @@ public:
     void truncate(std::size_t size) { _size = size; }
 
     /// Makes the bytes `size` in number, of which those that are new have any value, and gives the first one.
-    char* resize(std::size_t size) {
-        if (size > _capacity) setCapacity(size);
-        _size = size;
-        return _storage.get();
-    }
+    char* resize(std::size_t size);
 
     /// The bytes, which the buffer gives away.
     SharedBytes take() {
@@ -61,7 +58,14 @@ private:
         void operator()(char* storage) const { std::free(storage); }
     };
 
-    void setCapacity(std::size_t capacity);
+    void setCapacity(std::size_t capacity) {
+        // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
+        void* storage = std::realloc(_storage.get(), capacity);
+        if (storage == nullptr) throw std::bad_alloc();
+        static_cast<void>(_storage.release());
+        _storage.reset(static_cast<char*>(storage));
+        _capacity = capacity;
+    }
 
     std::unique_ptr<char, Free> _storage;
     std::size_t _size = 0;
