@@ -265,8 +265,8 @@ bool CanonicalReader::readKey() {
     if (!readText(text) || !take("</key>")) return false;
     _key = PropertyList::Key(std::string(text));
     const std::string_view written(begin, static_cast<std::size_t>(_next - begin));
-    // The root has no other dictionary beside it. A ">" that is not a reference has to be found anew each time,
-    // since it is not as we write it.
+    // The root has no other dictionary beside it. A ">" that is not a reference has to be found anew each
+    // time, since it is not as we write it.
     if (_open.size() == 1 || written.find('>') != written.size() - 1) return true;
     if (dictionary.nextKey < known.size())
         known[dictionary.nextKey] = {written, _key};
