@@ -151,11 +151,14 @@ TEST(PropertyListPieces, A_dictionary_at_another_depth_is_indented_anew) {
     save(tree);
 }
 
+/// A store of 100 records, and its document, which lives as long as something of it is kept.
+std::pair<PropertyList, std::weak_ptr<const Bytes>> loadedFromWatchedDocument() {
+    const auto document = std::make_shared<const Bytes>(save(store(100)));
+    return {propertyListKeepingBytes(SharedBytes(*document, document)).value(), document};
+}
+
 TEST(PropertyListPieces, A_document_of_which_most_is_dead_is_given_up) {
-    auto document = std::make_shared<const Bytes>(save(store(100)));
-    const std::weak_ptr<const Bytes> watched = document;
-    PropertyList tree = propertyListKeepingBytes(SharedBytes(*document, document)).value();
-    document.reset();
+    auto [tree, watched] = loadedFromWatchedDocument();
     Dictionary& records = *tree.dictionary()->dictionary("Subscriptions");
     for (int number = 0; number < 40; ++number)
         records.remove("Record " + std::to_string(1000 + number));
@@ -182,10 +185,7 @@ TEST(PropertyListPieces, A_view_of_data_outlives_every_copy_but_one_and_each_new
 }
 
 TEST(PropertyListPieces, A_document_is_given_up_after_its_data_was_looked_at) {
-    auto document = std::make_shared<const Bytes>(save(store(100)));
-    const std::weak_ptr<const Bytes> watched = document;
-    PropertyList tree = propertyListKeepingBytes(SharedBytes(*document, document)).value();
-    document.reset();
+    auto [tree, watched] = loadedFromWatchedDocument();
     Dictionary& records = *tree.dictionary()->dictionary("Subscriptions");
     const ByteView view = std::as_const(records).dictionary("Record 1099")->data("Icon")->bytes();
     ASSERT_TRUE(binaryFromPropertyList(tree));

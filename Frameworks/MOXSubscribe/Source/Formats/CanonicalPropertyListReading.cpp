@@ -96,6 +96,18 @@ private:
         PropertyList::Array values;
     };
 
+    /// A key that was read, and how the document has it, from the text to the end of the tag that closes it.
+    struct KnownKey {
+        std::string_view written;
+        PropertyList::Key key;
+    };
+
+    /// What the last dictionaries of a depth were like: the records of a store are alike.
+    struct Likeness {
+        std::size_t size = 16;
+        std::vector<KnownKey> keys;
+    };
+
     bool take(std::string_view literal) {
         if (static_cast<std::size_t>(_end - _next) < literal.size() ||
             std::memcmp(_next, literal.data(), literal.size()) != 0) {
@@ -131,18 +143,7 @@ private:
     const char* const _end;
     std::optional<PropertyList> _root;
     std::vector<Open> _open;
-    /// A key that was read, and how the document has it, from the text to the end of the tag that closes it.
-    struct KnownKey {
-        std::string_view written;
-        PropertyList::Key key;
-    };
-
-    /// What the last dictionaries of a depth were like: the records of a store are alike.
-    struct Likeness {
-        std::size_t size = 16;
-        std::vector<KnownKey> keys;
-    };
-
+    /// By depth.
     std::vector<Likeness> _likenesses;
     /// Where the indentation of the tag that is being read begins, and whether it is as it is written.
     const char* _lineBegin = nullptr;
