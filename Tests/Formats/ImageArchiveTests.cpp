@@ -85,7 +85,7 @@ private:
 std::vector<std::string> keysOf(const PropertyList& value) {
     std::vector<std::string> keys;
     for (const auto& entry : *value.dictionary())
-        keys.push_back(entry.key);
+        keys.emplace_back(entry.key);
     return keys;
 }
 

@@ -73,7 +73,7 @@ TEST(PropertyList, Entries_stay_in_the_order_of_UTF16_code_units) {
         dictionary.set(key, key);
     std::vector<std::string> keys;
     for (const PropertyList::Entry& entry : dictionary)
-        keys.push_back(entry.key);
+        keys.emplace_back(entry.key);
     EXPECT_EQ(keys, (std::vector<std::string>{"", "a", "b", "\U0001F600", "\uFB01"}));
 }
 
@@ -102,7 +102,7 @@ TEST(PropertyList, A_renamed_entry_takes_its_place_in_the_order_and_that_of_an_e
     const auto keysAndValues = [](const PropertyList::Dictionary& dictionary) {
         std::string all;
         for (const PropertyList::Entry& entry : dictionary)
-            all += entry.key.text() + *entry.value.string();
+            all.append(entry.key).append(*entry.value.string());
         return all;
     };
     for (const std::string newKey : {"", "a", "b", "c", "d", "e", "f", "g", "bb", "dd"}) {
@@ -130,7 +130,7 @@ TEST(PropertyList, Copies_of_a_dictionary_share_the_texts_of_its_keys) {
     PropertyList::Dictionary dictionary;
     dictionary.set("key", "value");
     const PropertyList::Dictionary copy = dictionary;
-    EXPECT_EQ(&copy.begin()->key.text(), &dictionary.begin()->key.text());
+    EXPECT_EQ(copy.begin()->key.view().data(), dictionary.begin()->key.view().data());
     dictionary.rename("key", "other");
     EXPECT_EQ(copy.begin()->key, "key");
     EXPECT_NE(copy.begin()->key, dictionary.begin()->key);

@@ -97,7 +97,7 @@ bool BinaryWriter::numberObjects(const PropertyList& root) {
                 refer(child, depth + 1);
         } else {
             for (const PropertyList::Entry& entry : *dictionary)
-                referToText(entry.key.text(), std::string_view(entry.key));
+                referToText(entry.key, entry.key.view());
             for (const PropertyList::Entry& entry : *dictionary)
                 refer(entry.value, depth + 1);
         }

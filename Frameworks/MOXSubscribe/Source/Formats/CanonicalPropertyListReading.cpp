@@ -264,7 +264,7 @@ bool CanonicalReader::readKey() {
     const char* const begin = _next;
     std::string_view text;
     if (!readText(text) || !take("</key>")) return false;
-    _key = PropertyList::Key(std::string(text));
+    _key = PropertyList::Key(text);
     const std::string_view written(begin, static_cast<std::size_t>(_next - begin));
     // The root has no other dictionary beside it. A ">" that is not a reference has to be found anew each
     // time, since it is not as we write it.

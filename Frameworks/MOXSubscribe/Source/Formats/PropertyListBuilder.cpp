@@ -45,7 +45,7 @@ bool PropertyListBuilder::endContainer() {
 
 bool PropertyListBuilder::addKey(std::string key) {
     if (!acceptsKey()) return false;
-    _key = PropertyList::Key(std::move(key));
+    _key = PropertyList::Key(key);
     _hasKey = true;
     return true;
 }

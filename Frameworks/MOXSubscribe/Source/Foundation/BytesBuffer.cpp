@@ -1,6 +1,7 @@
 #include "Foundation/BytesBuffer.hpp"
 
-#include <memory>
+#include <cstdint>
+#include <new>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -9,26 +10,29 @@ namespace {
 
 /// Has the system give much memory in large pages, where it has such: most of what it takes to fill new
 /// memory is done for each page. When it does not, nothing is lost.
-void preferLargePages([[maybe_unused]] void* storage, [[maybe_unused]] std::size_t size) {
+void preferLargePages([[maybe_unused]] char* storage, [[maybe_unused]] std::size_t size) {
 #ifdef MADV_HUGEPAGE
     constexpr std::size_t leastSize = std::size_t{8} * 1024 * 1024;
     if (size < leastSize) return;
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
-    if (std::align(page, page, storage, size) != nullptr)
-        ::madvise(storage, size - size % page, MADV_HUGEPAGE);
+    // The whole of the first page, in which the allocator's own words stand before the storage: memory of
+    // which a part was asked for otherwise is copied when it grows, instead of being moved.
+    const std::size_t before = reinterpret_cast<std::uintptr_t>(storage) % page;
+    const std::size_t pages = (before + size + page - 1) / page;
+    ::madvise(storage - before, pages * page, MADV_HUGEPAGE);
 #endif
 }
 
 } // namespace
 
-char* BytesBuffer::resize(std::size_t size) {
-    if (size > _capacity) {
-        setCapacity(size);
-        // Not where the bytes grow little by little: to move large pages, the system splits them again.
-        preferLargePages(_storage.get(), size);
-    }
-    _size = size;
-    return _storage.get();
+void BytesBuffer::setCapacity(std::size_t capacity) {
+    // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
+    void* storage = std::realloc(_storage.get(), capacity);
+    if (storage == nullptr) throw std::bad_alloc();
+    static_cast<void>(_storage.release());
+    _storage.reset(static_cast<char*>(storage));
+    if (capacity > _capacity) preferLargePages(_storage.get(), capacity);
+    _capacity = capacity;
 }
 
 } // namespace mox

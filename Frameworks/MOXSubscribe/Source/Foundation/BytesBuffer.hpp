@@ -41,7 +41,11 @@ public:
     void truncate(std::size_t size) { _size = size; }
 
     /// Makes the bytes `size` in number, of which those that are new have any value, and gives the first one.
-    char* resize(std::size_t size);
+    char* resize(std::size_t size) {
+        if (size > _capacity) setCapacity(size);
+        _size = size;
+        return _storage.get();
+    }
 
     /// The bytes, which the buffer gives away.
     SharedBytes take() {
@@ -58,14 +62,7 @@ private:
         void operator()(char* storage) const { std::free(storage); }
     };
 
-    void setCapacity(std::size_t capacity) {
-        // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
-        void* storage = std::realloc(_storage.get(), capacity);
-        if (storage == nullptr) throw std::bad_alloc();
-        static_cast<void>(_storage.release());
-        _storage.reset(static_cast<char*>(storage));
-        _capacity = capacity;
-    }
+    void setCapacity(std::size_t capacity);
 
     std::unique_ptr<char, Free> _storage;
     std::size_t _size = 0;

@@ -66,7 +66,7 @@ const PropertyList::Dictionary::WrittenForm PropertyList::Dictionary::handedOut 
 
 PropertyList::Dictionary PropertyList::Dictionary::fromEntries(std::vector<Entry> entries) {
     for (Entry& entry : entries) {
-        if (!isValidUTF8(entry.key)) entry.key = Key(repairedUTF8(entry.key));
+        if (!isValidUTF8(entry.key)) entry.key = Key(repairedUTF8(std::string(entry.key)));
     }
     return fromValidatedEntries(std::move(entries));
 }
@@ -129,14 +129,14 @@ const PropertyList& PropertyList::Dictionary::set(std::string key, PropertyList 
     key = repairedUTF8(std::move(key));
     dropWrittenForm();
     if (_entries.empty() || precedesByUTF16(_entries.back().key, key)) {
-        return _entries.emplace_back(Entry{std::move(key), std::move(value)}).value;
+        return _entries.emplace_back(Entry{key, std::move(value)}).value;
     }
     const std::size_t index = indexFor(key);
     if (index < _entries.size() && _entries[index].key == key) {
         return _entries[index].value = std::move(value);
     }
     const auto position = _entries.begin() + static_cast<std::ptrdiff_t>(index);
-    return _entries.insert(position, Entry{std::move(key), std::move(value)})->value;
+    return _entries.insert(position, Entry{key, std::move(value)})->value;
 }
 
 bool PropertyList::Dictionary::remove(std::string_view key) {
@@ -145,7 +145,7 @@ bool PropertyList::Dictionary::remove(std::string_view key) {
 
 void PropertyList::Dictionary::remove(const std::set<std::string, std::less<>>& keys) noexcept {
     dropWrittenForm();
-    std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key.text()); });
+    std::erase_if(_entries, [&keys](const Entry& entry) { return keys.contains(entry.key.view()); });
 }
 
 std::optional<PropertyList> PropertyList::Dictionary::take(std::string_view key) {
@@ -169,7 +169,7 @@ bool PropertyList::Dictionary::rename(std::string_view key, std::string newKey) 
         _entries.erase(_entries.begin() + static_cast<std::ptrdiff_t>(index));
         return true;
     }
-    _entries[index].key = Key(std::move(newKey));
+    _entries[index].key = Key(newKey);
     const auto entry = _entries.begin() + static_cast<std::ptrdiff_t>(index);
     const auto destination = _entries.begin() + static_cast<std::ptrdiff_t>(place);
     if (entry < destination) {

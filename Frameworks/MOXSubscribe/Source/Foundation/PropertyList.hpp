@@ -3,6 +3,7 @@
 #include "Foundation/Bytes.hpp"
 #include "Foundation/Export.hpp"
 #include "Foundation/SharedBytes.hpp"
+#include "Foundation/SharedText.hpp"
 
 #include <atomic>
 #include <cstddef>
@@ -87,31 +88,9 @@ public:
         mutable std::shared_ptr<const Content> _content;
     };
 
-    /// The key of an entry: text that never changes. Copies share it, from any thread, so that dictionaries
-    /// with the same keys need not each have them in memory.
-    class Key {
-    public:
-        /// No text; may only be assigned to or destroyed, as one that was moved from.
-        Key() noexcept = default;
-
-        /// Takes over `text`.
-        explicit Key(std::string text) : _text(std::make_shared<const std::string>(std::move(text))) {}
-
-        /// The text.
-        const std::string& text() const noexcept { return *_text; }
-        operator const std::string&() const noexcept { return *_text; }
-        operator std::string_view() const noexcept { return *_text; }
-
-        friend bool operator==(const Key& left, const Key& right) noexcept {
-            return left._text == right._text || left.text() == right.text();
-        }
-        friend bool operator==(const Key& left, std::string_view right) noexcept {
-            return left.text() == right;
-        }
-
-    private:
-        std::shared_ptr<const std::string> _text;
-    };
+    /// The key of an entry, shared, so that dictionaries with the same keys need not each have them in
+    /// memory.
+    using Key = SharedText;
 
     /// Values by key, always in the order of their keys' UTF-16 code units. Pointers and iterators into a
     /// dictionary hold until its next `set` or `remove`.
@@ -296,7 +275,7 @@ struct PropertyList::Entry {
     /// Takes over both.
     Entry(Key&& newKey, PropertyList&& newValue) noexcept
         : key(std::move(newKey)), value(std::move(newValue)) {}
-    Entry(std::string newKey, PropertyList&& newValue) : Entry(Key(std::move(newKey)), std::move(newValue)) {}
+    Entry(std::string_view newKey, PropertyList&& newValue) : Entry(Key(newKey), std::move(newValue)) {}
 
     /// The key, in well-formed UTF-8.
     Key key;

@@ -79,12 +79,12 @@ void moveValue(PropertyList::Dictionary& source, const std::string& sourceName,
 }
 
 /// Whether the path of `name` in `folder` is what stands in both, with a "/" between them.
-bool isPlainlyJoined(const std::string& folder, const std::string& name) {
+bool isPlainlyJoined(const std::string& folder, std::string_view name) {
     return !folder.empty() && !name.empty() && name.find('/') == name.npos;
 }
 
 /// As `stringByAppendingPathComponent`, for a `folder` that came from it (and so needs no second look).
-std::string joinedPath(const std::string& folder, const std::string& name) {
+std::string joinedPath(const std::string& folder, std::string_view name) {
     if (!isPlainlyJoined(folder, name)) return stringByAppendingPathComponent(folder, name);
     std::string path;
     path.reserve(folder.size() + 1 + name.size());
@@ -103,7 +103,7 @@ public:
 
     void add(std::string path) { _new.push_back({std::move(path), none}); }
 
-    void add(const std::string& folder, const std::string& name) {
+    void add(const std::string& folder, std::string_view name) {
         // Behind a removal the next one fits, and behind an insertion the same one again.
         for (std::size_t old = _next; old < _old.size() && old < _next + 2; ++old) {
             if (!isPathOf(_old[old], folder, name)) continue;
@@ -129,7 +129,7 @@ private:
         std::size_t old;
     };
 
-    static bool isPathOf(const std::string& path, const std::string& folder, const std::string& name) {
+    static bool isPathOf(const std::string& path, const std::string& folder, std::string_view name) {
         if (!isPlainlyJoined(folder, name)) return false;
         const std::size_t separators = folder.back() == '/' ? 0 : 1;
         return path.size() == folder.size() + separators + name.size() && path.ends_with(name) &&
@@ -333,7 +333,7 @@ void MOXPlistSubscriptionManager::updateConvenienceArrays() {
 
     if (_subscriptionHierarchy) {
         const PropertyList::Dictionary& root = *_subscriptionHierarchy->dictionary();
-        listSubscriptions(root, [&](const std::string& name) { subscriptionPaths.add(name); });
+        listSubscriptions(root, [&](std::string_view name) { subscriptionPaths.add(std::string(name)); });
         listFoldersLater(root, "");
     }
     while (!pending.empty()) {
@@ -341,7 +341,7 @@ void MOXPlistSubscriptionManager::updateConvenienceArrays() {
         pending.pop_back();
         if (folder.node) {
             listSubscriptions(*folder.node,
-                              [&](const std::string& name) { subscriptionPaths.add(folder.path, name); });
+                              [&](std::string_view name) { subscriptionPaths.add(folder.path, name); });
             listFoldersLater(*folder.node, folder.path);
         }
         folders.push_back(folder.path);
