@@ -59,7 +59,8 @@ bool isWhiteSpaceOrBase64(char character) {
            isWhiteSpace(character);
 }
 
-constexpr std::ptrdiff_t wordSize = sizeof(TextWord);
+/// As a distance between pointers.
+constexpr auto blockSize = static_cast<std::ptrdiff_t>(textBlockSize);
 
 /// Whether XML takes the UTF-8 `text`: U+FFFE and U+FFFF are no characters there.
 bool isAcceptedByXML(std::string_view text) {
@@ -157,12 +158,11 @@ private:
 /// How many tabs it was, behind a line feed; `otherWhiteSpace` when it was anything else.
 std::size_t CanonicalReader::skipWhiteSpace() {
     // Most of it is the tabs of the indentation.
-    constexpr TextWord tabs = eachByte('\t');
     const bool beginsLine = _next != _end && *_next == '\n';
     if (beginsLine) ++_next;
     _lineBegin = _next;
-    while (_end - _next >= wordSize && textWordAt(_next) == tabs)
-        _next += wordSize;
+    for (std::size_t tabs = textBlockSize; tabs == textBlockSize && _end - _next >= blockSize; _next += tabs)
+        tabs = bytesBeforeFirst(textBlockAt(_next) != '\t');
     while (_next != _end && *_next == '\t')
         ++_next;
     if (beginsLine && (_next == _end || !isWhiteSpace(*_next)))
@@ -209,11 +209,9 @@ bool CanonicalReader::readText(std::string_view& text) {
     bool hasReferences = false;
     const char* begin = _next;
     for (const char* byte = begin; byte != _end; ++byte) {
-        std::size_t plain = sizeof(TextWord);
-        while (plain == sizeof(TextWord) && _end - byte > wordSize) {
-            plain = plainTextBytes(textWordAt(byte));
-            byte += plain;
-        }
+        for (std::size_t plain = textBlockSize; plain == textBlockSize && _end - byte > blockSize;
+             byte += plain)
+            plain = plainTextBytes(textBlockAt(byte));
         switch (byteClasses[static_cast<std::uint8_t>(*byte)]) {
         case ByteClass::Plain:
             break;

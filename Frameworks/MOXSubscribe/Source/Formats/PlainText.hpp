@@ -7,41 +7,36 @@
 
 namespace mox {
 
-/// Eight bytes of a text, looked at together.
-using TextWord = std::uint64_t;
+/// How many bytes the processor looks at together: every one of today has registers of this size for it.
+inline constexpr std::size_t textBlockSize = 16;
 
-/// The word with `byte` in each place.
-constexpr TextWord eachByte(unsigned char byte) {
-    return TextWord{0x0101010101010101} * byte;
+/// The bytes of a block of text, as what they are compared with: those above U+007F are less than any other.
+using TextBlock [[gnu::vector_size(textBlockSize)]] = signed char;
+
+/// The `textBlockSize` bytes at `bytes`.
+inline TextBlock textBlockAt(const char* bytes) {
+    TextBlock block;
+    std::memcpy(&block, bytes, sizeof block);
+    return block;
 }
 
-inline TextWord textWordAt(const char* bytes) {
-    TextWord word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word;
-}
-
-/// How many bytes at the beginning of the word stand for themselves in the text of an XML element, by
-/// arithmetic on all of them at once: the highest bit of a byte tells of one that may not. There may be more
-/// of them.
-constexpr std::size_t plainTextBytes(TextWord word) {
-    constexpr TextWord highest = eachByte(0x80);
-    const auto hasByte = [](TextWord bytes, unsigned char byte) {
-        const TextWord difference = bytes ^ eachByte(byte);
-        return (difference - eachByte(1)) & ~difference;
+/// How many bytes at the beginning of a block are not `marked` with all bits of theirs.
+inline std::size_t bytesBeforeFirst(TextBlock marked) {
+    std::uint64_t words[2];
+    static_assert(sizeof words == sizeof marked);
+    std::memcpy(words, &marked, sizeof words);
+    const auto bitsBefore = [](std::uint64_t word) {
+        return static_cast<std::size_t>(std::endian::native == std::endian::little ? std::countr_zero(word)
+                                                                                   : std::countl_zero(word));
     };
-    const TextWord controls = word - eachByte(0x20);
-    // "<" and ">" differ in one bit.
-    const TextWord angles = hasByte(word | eachByte('<' ^ '>'), '>');
-    const TextWord others = (word | controls | angles | hasByte(word, '&') | hasByte(word, ']')) & highest;
-    const int plainBits =
-        std::endian::native == std::endian::little ? std::countr_zero(others) : std::countl_zero(others);
-    return static_cast<std::size_t>(plainBits) / 8;
+    return (words[0] != 0 ? bitsBefore(words[0]) : 64 + bitsBefore(words[1])) / 8;
 }
 
-/// Whether all bytes of the word stand for themselves. May say no to a word of which that is true.
-constexpr bool isPlainText(TextWord word) {
-    return plainTextBytes(word) == sizeof word;
+/// How many bytes at the beginning of the block stand for themselves in the text of an XML element. There may
+/// be more of them, since a tab and a line feed count as what may not.
+inline std::size_t plainTextBytes(TextBlock block) {
+    // "<" and ">" differ in one bit. What is above U+007F is less than a space as well.
+    return bytesBeforeFirst((block < ' ') | ((block | ('<' ^ '>')) == '>') | (block == '&') | (block == ']'));
 }
 
 } // namespace mox

@@ -261,16 +261,15 @@ void XMLWriter::endTextPiece() {
     _textBegin = _text.size();
 }
 
-/// Writes the indentation, for which there must be room and a word more; returns its end.
+/// Writes the indentation, for which there must be room and a block more; returns its end.
 char* XMLWriter::indented(char* output) const {
-    constexpr TextWord tabs = eachByte('\t');
-    for (std::size_t count = 0; count < _open.size(); count += sizeof tabs)
-        std::memcpy(output + count, &tabs, sizeof tabs);
+    for (std::size_t count = 0; count < _open.size(); count += textBlockSize)
+        std::memset(output + count, '\t', textBlockSize);
     return output + _open.size();
 }
 
 void XMLWriter::appendLine(std::string_view line) {
-    char* const begin = _text.room(_open.size() + sizeof(TextWord) + line.size());
+    char* const begin = _text.room(_open.size() + textBlockSize + line.size());
     char* const end = indented(begin);
     std::memcpy(end, line.data(), line.size());
     _text.extend(static_cast<std::size_t>(end - begin) + line.size());
@@ -305,25 +304,25 @@ bool XMLWriter::appendEscaped(std::string_view text) {
 template<std::size_t startSize, std::size_t endSize>
 bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view text,
                              const char (&endTag)[endSize]) {
-    constexpr std::size_t wordSize = sizeof(TextWord);
-    char* begin = _text.room(_open.size() + wordSize + startSize + text.size() + endSize);
+    char* const begin = _text.room(_open.size() + startSize + text.size() + endSize + 2 * textBlockSize);
     char* output = indented(begin);
     std::memcpy(output, startTag, startSize - 1);
     output += startSize - 1;
+    std::memcpy(output, text.data(), text.size());
+    // Where it is written, a text of any size can be looked at by whole blocks.
+    std::memset(output + text.size(), ' ', textBlockSize);
     std::size_t plain = 0;
-    while (text.size() - plain >= wordSize && isPlainText(textWordAt(text.data() + plain))) {
-        std::memcpy(output + plain, text.data() + plain, wordSize);
-        plain += wordSize;
+    for (std::size_t count = textBlockSize; plain < text.size() && count == textBlockSize; plain += count)
+        count = plainTextBytes(textBlockAt(output + plain));
+    if (plain < text.size()) {
+        _text.extend(static_cast<std::size_t>(output - begin) + plain);
+        if (!appendEscaped(text.substr(plain))) return false;
+        _text.append({endTag, endSize - 1});
+        return true;
     }
-    // What is left is looked at together with bytes before it, so that it is a word too.
-    const std::size_t lastWord = text.size() - std::min(text.size(), wordSize);
-    if (plain != text.size() && lastWord < plain && isPlainText(textWordAt(text.data() + lastWord))) {
-        std::memcpy(output + lastWord, text.data() + lastWord, wordSize);
-        plain = text.size();
-    }
-    _text.extend(static_cast<std::size_t>(output - begin) + plain);
-    if (plain != text.size() && !appendEscaped(text.substr(plain))) return false;
-    _text.append({endTag, endSize - 1});
+    output += text.size();
+    std::memcpy(output, endTag, endSize - 1);
+    _text.extend(static_cast<std::size_t>(output - begin) + endSize - 1);
     return true;
 }
 
