@@ -1,3 +1,4 @@
+#include "Formats/CanonicalPropertyListReading.hpp"
 #include "Formats/PropertyListReading.hpp"
 #include "Formats/PropertyListSamples.hpp"
 #include "Formats/PropertyListWriting.hpp"
@@ -79,12 +80,12 @@ TEST(XMLPropertyListWriting, Only_what_has_to_be_is_escaped_and_a_carriage_retur
               xmlDocument("<dict>\n\t<key>&lt;&#13;&gt;</key>\n\t<string></string>\n</dict>\n"));
 }
 
-/// Texts are looked at in pieces of several bytes, and the last piece overlaps the one before.
+/// Texts are looked at by sixteen bytes at once, and the last ones together with what follows them.
 TEST(XMLPropertyListWriting, What_has_to_be_escaped_or_refused_is_found_at_every_place_of_every_text) {
     const std::pair<char, const char*> escapes[] = {{'&', "&amp;"},  {'<', "&lt;"}, {'>', "&gt;"},
                                                     {'\r', "&#13;"}, {'\t', "\t"},  {'\n', "\n"},
                                                     {']', "]"}};
-    for (std::size_t size = 1; size <= 26; ++size) {
+    for (std::size_t size = 1; size <= 50; ++size) {
         for (std::size_t place = 0; place < size; ++place) {
             std::string text(size, 'x');
             for (const auto& [character, escape] : escapes) {
@@ -97,6 +98,22 @@ TEST(XMLPropertyListWriting, What_has_to_be_escaped_or_refused_is_found_at_every
             text[place] = '\x01';
             ASSERT_EQ(xmlFromPropertyList(text), std::nullopt);
         }
+    }
+}
+
+TEST(XMLPropertyListWriting, Each_line_is_indented_by_a_tab_for_every_container_around_it) {
+    PropertyList value("text");
+    std::string lines = "<string>text</string>\n";
+    for (std::size_t depth = 1; depth <= 50; ++depth) {
+        PropertyList::Dictionary dictionary;
+        dictionary.set("key", std::move(value));
+        value = PropertyList(std::move(dictionary));
+        std::string inner = "<key>key</key>\n" + lines;
+        for (std::size_t line = 0; line < inner.size(); line = inner.find('\n', line) + 1)
+            inner.insert(line, "\t");
+        lines = "<dict>\n" + inner + "</dict>\n";
+        ASSERT_EQ(xmlFromPropertyList(value), xmlDocument(lines));
+        ASSERT_EQ(propertyListFromCanonicalXML(xmlDocument(lines)), value);
     }
 }
 
