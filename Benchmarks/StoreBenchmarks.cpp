@@ -247,7 +247,7 @@ bool isLeftOut(const Subject& subject, std::int64_t megabytes) {
 /// The subjects take turns. Whoever needs most time is measured least.
 void add(const StoreSize& size) {
     const std::int64_t megabytes = size.approximateBytes() / 1'000'000;
-    const int rounds = megabytes > 200 ? 1 : megabytes > 20 ? 3 : 7;
+    const int rounds = megabytes > 200 ? 3 : megabytes > 20 ? 5 : 7;
     for (int round = 0; round < rounds; ++round) {
         for (const Subject& subject : timedSubjects()) {
             if (!isLeftOut(subject, megabytes))
