@@ -1,6 +1,6 @@
 #include "Foundation/BytesBuffer.hpp"
 
-#include <cstdint>
+#include <memory>
 #include <new>
 #include <sys/mman.h>
 #include <unistd.h>
@@ -17,7 +17,10 @@ void preferLargePages([[maybe_unused]] char* storage, [[maybe_unused]] std::size
     const auto page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
     // The whole of the first page, in which the allocator's own words stand before the storage: memory of
     // which a part was asked for otherwise is copied when it grows, instead of being moved.
-    const std::size_t before = reinterpret_cast<std::uintptr_t>(storage) % page;
+    void* nextPage = storage;
+    std::size_t fromNextPage = size;
+    std::align(page, page, nextPage, fromNextPage);
+    const std::size_t before = (page - (size - fromNextPage)) % page;
     const std::size_t pages = (before + size + page - 1) / page;
     ::madvise(storage - before, pages * page, MADV_HUGEPAGE);
 #endif

@@ -8,7 +8,7 @@ namespace mox {
 SharedText::SharedText(std::string_view text) {
     if (text.empty()) return;
     _block = new (::operator new(sizeof(Block) + text.size())) Block{text.size(), 1};
-    std::memcpy(reinterpret_cast<char*>(_block + 1), text.data(), text.size());
+    std::memcpy(_block->text(), text.data(), text.size());
 }
 
 void SharedText::destroyBlock() noexcept {

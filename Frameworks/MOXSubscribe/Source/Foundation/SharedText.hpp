@@ -33,8 +33,7 @@ public:
 
     /// The text; the view holds as long as a copy of this value lives.
     std::string_view view() const noexcept {
-        return _block ? std::string_view(reinterpret_cast<const char*>(_block + 1), _block->size)
-                      : std::string_view();
+        return _block ? std::string_view(_block->text(), _block->size) : std::string_view();
     }
     operator std::string_view() const noexcept { return view(); }
 
@@ -50,6 +49,8 @@ private:
     struct Block {
         std::size_t size;
         std::atomic<std::size_t> owners;
+
+        char* text() noexcept { return static_cast<char*>(static_cast<void*>(this + 1)); }
     };
 
     void destroyBlock() noexcept;

@@ -46,7 +46,7 @@ Bytes contentOf(const std::string& path) {
 }
 
 Bytes targetOf(const std::string& path) {
-    std::array<char, PATH_MAX> target;
+    std::array<char, PATH_MAX> target = {};
     const ssize_t length = ::readlink(path.c_str(), target.data(), target.size());
     if (length < 0) fail(path);
     return {target.data(), static_cast<std::size_t>(length)};
@@ -55,32 +55,31 @@ Bytes targetOf(const std::string& path) {
 } // namespace
 
 PowerLossSystemCalls::PowerLossSystemCalls(SystemCalls& target, std::string folder)
-    : ForwardingSystemCalls(target), _folder(std::move(folder)) {
-    readFolder(_folder);
-    _current = _safe;
-}
+    : ForwardingSystemCalls(target), _folder(std::move(folder)), _safe(treeOf(_folder)), _current(_safe) {}
 
-/// Takes what is in `folder` into the book, as safe.
-void PowerLossSystemCalls::readFolder(const std::string& folder) {
+/// What is in `folder`, all of it safe.
+PowerLossSystemCalls::Tree PowerLossSystemCalls::treeOf(const std::string& folder) {
+    Tree tree;
     const std::unique_ptr<DIR, int (*)(DIR*)> directory(::opendir(folder.c_str()), ::closedir);
     if (!directory) fail(folder);
     while (const dirent* entry = ::readdir(directory.get())) {
         const std::string name = entry->d_name;
         if (name == "." || name == "..") continue;
         const std::string path = folder + "/" + name;
-        struct ::stat status;
+        struct ::stat status = {};
         if (::lstat(path.c_str(), &status) != 0) fail(path);
         if (S_ISDIR(status.st_mode)) {
-            _safe[path] = nullptr;
-            readFolder(path);
+            tree[path] = nullptr;
+            tree.merge(treeOf(path));
         } else if (S_ISREG(status.st_mode)) {
             const Bytes content = contentOf(path);
-            _safe[path] = std::make_shared<File>(File{content, content});
+            tree[path] = std::make_shared<File>(File{content, content});
         } else if (S_ISLNK(status.st_mode)) {
             const Bytes target = targetOf(path);
-            _safe[path] = std::make_shared<File>(File{target, target, true});
+            tree[path] = std::make_shared<File>(File{target, target, true});
         }
     }
+    return tree;
 }
 
 bool PowerLossSystemCalls::isInside(const std::string& path) const {
@@ -246,8 +245,7 @@ void PowerLossSystemCalls::restart(const State& state) {
     }
     _changes.clear();
     _openItems.clear();
-    _safe.clear();
-    readFolder(_folder);
+    _safe = treeOf(_folder);
     _current = _safe;
 }
 

@@ -82,11 +82,12 @@ private:
     struct OpenItem {
         std::string path;
         std::shared_ptr<File> file;
-        std::size_t offset;
+        std::size_t offset = 0;
     };
 
     enum class Survival { Safe, Half, Current };
 
+    static Tree treeOf(const std::string& folder);
     static void apply(const Change& change, Tree& tree);
     static State stateOf(const Tree& tree, Survival survival);
     bool isInside(const std::string& path) const;
@@ -95,7 +96,6 @@ private:
     void noteWriting(int descriptor, ByteView content);
     void noteNewFolder(const std::string& path);
     void noteRemoval(const std::string& path);
-    void readFolder(const std::string& folder);
     void note(Change change);
     void noteMove(const std::string& source, const std::string& destination);
 
