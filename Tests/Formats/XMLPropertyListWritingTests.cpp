@@ -80,6 +80,14 @@ TEST(XMLPropertyListWriting, Only_what_has_to_be_is_escaped_and_a_carriage_retur
               xmlDocument("<dict>\n\t<key>&lt;&#13;&gt;</key>\n\t<string></string>\n</dict>\n"));
 }
 
+TEST(XMLPropertyListWriting, An_empty_text_and_an_empty_key_have_elements_of_their_own) {
+    PropertyList::Dictionary root;
+    root.set("", "");
+    EXPECT_EQ(xmlFromPropertyList(root),
+              xmlDocument("<dict>\n\t<key></key>\n\t<string></string>\n</dict>\n"));
+    EXPECT_EQ(propertyListFromXML(*xmlFromPropertyList(root)), PropertyList(root));
+}
+
 /// Texts are looked at by sixteen bytes at once, and the last ones together with what follows them.
 TEST(XMLPropertyListWriting, What_has_to_be_escaped_or_refused_is_found_at_every_place_of_every_text) {
     const std::pair<char, const char*> escapes[] = {{'&', "&amp;"},  {'<', "&lt;"}, {'>', "&gt;"},

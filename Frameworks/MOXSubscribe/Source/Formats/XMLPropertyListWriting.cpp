@@ -308,7 +308,7 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
     char* output = indented(begin);
     std::memcpy(output, startTag, startSize - 1);
     output += startSize - 1;
-    std::memcpy(output, text.data(), text.size());
+    text.copy(output, text.size());
     // Where it is written, a text of any size can be looked at by whole blocks.
     std::memset(output + text.size(), ' ', textBlockSize);
     std::size_t plain = 0;

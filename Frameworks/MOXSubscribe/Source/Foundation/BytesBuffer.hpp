@@ -28,7 +28,7 @@ public:
     void extend(std::size_t count) { _size += count; }
 
     void append(std::string_view text) {
-        std::memcpy(room(text.size()), text.data(), text.size());
+        text.copy(room(text.size()), text.size());
         extend(text.size());
     }
 
