@@ -47,6 +47,7 @@ Image::Representation doubled(const Image::Representation& original) {
     const std::uint32_t side = original.pixelsWide;
     result.pixelsWide = result.pixelsHigh = side * 2;
     result.size = {side * 2.0, side * 2.0};
+    std::vector<std::uint8_t> pixels;
     for (std::uint32_t row = 0; row < side * 2; ++row) {
         for (std::uint32_t index = 0; index < side * 8; ++index) {
             const std::uint32_t column = index / 4;
@@ -55,9 +56,10 @@ Image::Representation doubled(const Image::Representation& original) {
                 for (const std::uint32_t x : {column / 2, std::min((column + 1) / 2, side - 1)})
                     sum += original.pixels[(std::size_t{y} * side + x) * 4 + index % 4];
             }
-            result.pixels.push_back(static_cast<std::uint8_t>((sum + 2) / 4));
+            pixels.push_back(static_cast<std::uint8_t>((sum + 2) / 4));
         }
     }
+    result.pixels = std::move(pixels);
     return result;
 }
 

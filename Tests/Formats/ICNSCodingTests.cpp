@@ -129,7 +129,7 @@ TEST(ICNSWriting, A_size_without_an_element_is_left_out_and_not_stretched) {
 
 TEST(ICNSWriting, A_second_representation_for_one_element_is_left_out) {
     Image::Representation second = square(16);
-    second.pixels.assign(second.pixels.size(), 9);
+    second.pixels = std::vector<std::uint8_t>(second.pixels.size(), 9);
     EXPECT_EQ(icnsWithRepresentations({square(16), second}), icnsWithRepresentations({square(16)}));
     EXPECT_EQ(icnsWithRepresentations({square(64), retinaSquare(64)}), icnsWithRepresentations({square(64)}));
 }
@@ -142,7 +142,9 @@ TEST(ICNSWriting, There_is_no_file_when_nothing_is_left) {
 TEST(ICNSWriting, Pixels_that_do_not_fit_their_size_are_left_out_and_make_room_for_others) {
     for (const std::uint32_t side : {16U, 256U}) {
         Image::Representation broken = square(side);
-        broken.pixels.pop_back();
+        std::vector<std::uint8_t> pixels = broken.pixels.bytes();
+        pixels.pop_back();
+        broken.pixels = pixels;
         EXPECT_EQ(icnsWithRepresentations({broken}), std::nullopt);
         EXPECT_EQ(icnsWithRepresentations({broken, square(side)}), icnsWithRepresentations({square(side)}));
     }
@@ -168,12 +170,14 @@ TEST(ICNSWriting, A_PNG_file_is_not_passed_on_where_colours_are_packed) {
 
 TEST(ICNSWriting, Equal_bytes_are_packed_and_the_opacity_stands_apart) {
     Image::Representation representation = square(16);
-    for (std::size_t index = 0; index < representation.pixels.size(); index += 4) {
-        representation.pixels[index] = 1;
-        representation.pixels[index + 1] = static_cast<std::uint8_t>(index / 4);
-        representation.pixels[index + 2] = index / 4 < 255 ? 2 : 3;
-        representation.pixels[index + 3] = static_cast<std::uint8_t>(255 - index / 4);
+    std::vector<std::uint8_t> pixels(representation.pixels.size());
+    for (std::size_t index = 0; index < pixels.size(); index += 4) {
+        pixels[index] = 1;
+        pixels[index + 1] = static_cast<std::uint8_t>(index / 4);
+        pixels[index + 2] = index / 4 < 255 ? 2 : 3;
+        pixels[index + 3] = static_cast<std::uint8_t>(255 - index / 4);
     }
+    representation.pixels = std::move(pixels);
     Bytes green;
     Bytes opacity;
     for (int value = 0; value < 256; ++value) {
@@ -190,8 +194,10 @@ TEST(ICNSWriting, Equal_bytes_are_packed_and_the_opacity_stands_apart) {
 
 TEST(ICNSWriting, Two_equal_bytes_are_no_run) {
     Image::Representation representation = square(16);
-    for (std::size_t index = 0; index < representation.pixels.size(); ++index)
-        representation.pixels[index] = static_cast<std::uint8_t>(index / 8);
+    std::vector<std::uint8_t> pixels(representation.pixels.size());
+    for (std::size_t index = 0; index < pixels.size(); ++index)
+        pixels[index] = static_cast<std::uint8_t>(index / 8);
+    representation.pixels = std::move(pixels);
     const auto elements = elementsOf(icnsWithRepresentations({representation}));
     ASSERT_EQ(elements.size(), 2U);
     EXPECT_EQ(elements[0].second.size(), 3U * (256 + 2));
@@ -207,12 +213,14 @@ TEST(ICNSWriting, Four_bytes_of_zero_stand_before_the_colours_of_128_pixels) {
 /// A square each of whose channels is as long packed as it is unpacked.
 Image::Representation squareThatPacksToItsOwnLength() {
     Image::Representation representation = square(16);
+    std::vector<std::uint8_t> pixels = representation.pixels.bytes();
     for (std::size_t index = 0; index < 256; ++index) {
-        std::uint8_t* pixel = &representation.pixels[index * 4];
+        std::uint8_t* pixel = &pixels[index * 4];
         pixel[0] = pixel[1] = pixel[2] = static_cast<std::uint8_t>(index);
         // A run of four, and two blocks: 2 + 129 + 125 bytes.
         if (index < 4) pixel[0] = pixel[1] = pixel[2] = 0;
     }
+    representation.pixels = std::move(pixels);
     return representation;
 }
 
@@ -251,14 +259,16 @@ TEST(ICNSReading, Runs_of_every_length_come_back) {
     for (const std::uint32_t side : {16U, 32U, 48U, 128U}) {
         for (const unsigned longest : {1U, 2U, 3U, 5U, 129U, 130U, 131U, 300U}) {
             Image::Representation representation = square(side);
+            std::vector<std::uint8_t> pixels(representation.pixels.size());
             for (std::size_t channel = 0; channel < 4; ++channel) {
-                for (std::size_t place = channel; place < representation.pixels.size();) {
+                for (std::size_t place = channel; place < pixels.size();) {
                     const auto value = static_cast<std::uint8_t>(random());
-                    for (auto count = 1 + random() % longest;
-                         count > 0 && place < representation.pixels.size(); --count, place += 4)
-                        representation.pixels[place] = value;
+                    for (auto count = 1 + random() % longest; count > 0 && place < pixels.size();
+                         --count, place += 4)
+                        pixels[place] = value;
                 }
             }
+            representation.pixels = std::move(pixels);
             EXPECT_THAT(read(*icnsWithRepresentations({representation})), ElementsAre(representation));
         }
     }
@@ -276,7 +286,7 @@ Bytes packedSquare(char red, char green, char blue) {
     return packed;
 }
 
-std::vector<std::uint8_t> pixelsOf(std::size_t count, const std::vector<std::uint8_t>& pixel) {
+Pixels pixelsOf(std::size_t count, const std::vector<std::uint8_t>& pixel) {
     std::vector<std::uint8_t> pixels;
     for (std::size_t index = 0; index < count; ++index)
         pixels.insert(pixels.end(), pixel.begin(), pixel.end());
@@ -284,9 +294,9 @@ std::vector<std::uint8_t> pixelsOf(std::size_t count, const std::vector<std::uin
 }
 
 /// The pixels of the only picture of a file of `elements`; empty when there is none.
-std::vector<std::uint8_t> pixelsOf(const Bytes& elements) {
+Pixels pixelsOf(const Bytes& elements) {
     const Representations found = read(iconFile(elements));
-    return found.size() == 1 ? found[0].pixels : std::vector<std::uint8_t>();
+    return found.size() == 1 ? found[0].pixels : Pixels();
 }
 
 TEST(ICNSReading, Colours_without_opacity_are_opaque) {
@@ -545,7 +555,7 @@ TEST(ICNSReading, Pictures_with_too_many_pixels_in_all_are_left_out) {
 
 TEST(ICNSReading, A_changed_byte_anywhere_does_no_harm) {
     Image::Representation plain = square(16);
-    std::fill(plain.pixels.begin(), plain.pixels.end(), std::uint8_t{5});
+    plain.pixels = std::vector<std::uint8_t>(plain.pixels.size(), 5);
     const auto file = icnsWithRepresentations({plain, square(64)});
     ASSERT_TRUE(file);
     for (std::size_t place = 0; place < file->size(); ++place) {

@@ -213,7 +213,9 @@ TEST(ImageArchiving, What_is_archived_is_read_back) {
 
 TEST(ImageArchiving, Pixels_that_do_not_fit_their_size_are_refused) {
     Image image = imageOf({gradient(2, 2), gradient(2, 2)});
-    image.representations[1].pixels.pop_back();
+    std::vector<std::uint8_t> pixels = image.representations[1].pixels.bytes();
+    pixels.pop_back();
+    image.representations[1].pixels = pixels;
     EXPECT_FALSE(archivedImage(image));
 }
 

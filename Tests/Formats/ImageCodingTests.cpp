@@ -31,8 +31,6 @@ using testing::pngResolution;
 using testing::tiffFile;
 using testing::TIFFPicture;
 
-using Pixels = std::vector<std::uint8_t>;
-
 /// Bytes from a literal that may hold zeros.
 template<std::size_t Length>
 ByteView bytes(const char (&literal)[Length]) {
@@ -208,14 +206,16 @@ TEST(PNGEncoding, Pixels_and_size_survive) {
 TEST(PNGEncoding, Pixels_survive_whichever_filter_suits_their_rows_best) {
     Image::Representation representation = gradient(40, 60);
     std::mt19937 random(3);
-    for (std::size_t index = 0; index < representation.pixels.size(); ++index) {
+    std::vector<std::uint8_t> pixels(representation.pixels.size());
+    for (std::size_t index = 0; index < pixels.size(); ++index) {
         const std::size_t row = index / 160;
         const std::size_t column = index % 160;
         // Noise, equal columns, slopes to the right, to both sides, and bends, in turns.
         const std::size_t values[] = {random(), row / 5, column * 9, column * column + row * 31,
                                       std::max(row * 40, column * 3)};
-        representation.pixels[index] = static_cast<std::uint8_t>(values[row / 2 % 5]);
+        pixels[index] = static_cast<std::uint8_t>(values[row / 2 % 5]);
     }
+    representation.pixels = std::move(pixels);
     const auto image = imageFromBytes(*pngFromRepresentation(representation));
     ASSERT_TRUE(image);
     EXPECT_EQ(image->representations.front().pixels, representation.pixels);
@@ -248,7 +248,9 @@ TEST(PNGEncoding, A_size_that_is_none_is_left_out) {
 
 TEST(PNGEncoding, Pixels_that_do_not_fit_their_size_are_refused) {
     Image::Representation representation = gradient(2, 2);
-    representation.pixels.pop_back();
+    std::vector<std::uint8_t> pixels = representation.pixels.bytes();
+    pixels.pop_back();
+    representation.pixels = pixels;
     EXPECT_FALSE(pngFromRepresentation(representation));
     EXPECT_FALSE(pngFromRepresentation(Image::Representation()));
 }
@@ -400,9 +402,10 @@ TEST(TIFFDecoding, A_file_whose_pictures_name_each_other_in_a_circle_is_refused)
 
 TEST(TIFFEncoding, Pixels_survive_exactly_even_where_they_are_nearly_transparent) {
     Image::Representation representation = gradient(61, 43);
-    for (std::size_t index = 3; index < representation.pixels.size(); index += 8) {
-        representation.pixels[index] = static_cast<std::uint8_t>(index / 8 % 3);
-    }
+    std::vector<std::uint8_t> pixels = representation.pixels.bytes();
+    for (std::size_t index = 3; index < pixels.size(); index += 8)
+        pixels[index] = static_cast<std::uint8_t>(index / 8 % 3);
+    representation.pixels = pixels;
     const auto file = tiffFromRepresentation(representation);
     ASSERT_TRUE(file);
     const auto image = imageFromBytes(*file);
@@ -456,7 +459,9 @@ TEST(TIFFEncoding, The_file_is_little_endian_on_every_machine) {
 
 TEST(TIFFEncoding, Pixels_that_do_not_fit_their_size_are_refused) {
     Image::Representation representation = gradient(2, 2);
-    representation.pixels.push_back(0);
+    std::vector<std::uint8_t> pixels = representation.pixels.bytes();
+    pixels.push_back(0);
+    representation.pixels = pixels;
     EXPECT_FALSE(tiffFromRepresentation(representation));
     EXPECT_FALSE(tiffFromRepresentation(Image::Representation()));
 }

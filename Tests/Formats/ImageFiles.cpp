@@ -166,14 +166,16 @@ Image::Representation gradient(std::uint32_t width, std::uint32_t height) {
         .pixels = {},
         .png = nullptr,
     };
+    std::vector<std::uint8_t> pixels;
     for (std::uint32_t row = 0; row < height; ++row) {
         for (std::uint32_t column = 0; column < width; ++column) {
             for (const std::uint32_t value :
                  {column * 7 + row, row * 11, column * 3 + 90, column * 5 + row * 13}) {
-                representation.pixels.push_back(static_cast<std::uint8_t>(value));
+                pixels.push_back(static_cast<std::uint8_t>(value));
             }
         }
     }
+    representation.pixels = std::move(pixels);
     return representation;
 }
 

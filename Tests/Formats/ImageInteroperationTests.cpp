@@ -29,8 +29,6 @@ using test::ProgramRun;
 using test::ScratchFolder;
 using testing::gradient;
 
-using Pixels = std::vector<std::uint8_t>;
-
 const std::string programFolder = "/usr/bin/";
 
 ProgramRun run(const std::vector<std::string>& arguments) {
@@ -71,7 +69,7 @@ std::vector<Described> runScript(const std::string& python, std::vector<std::str
 
 Pixels pixelsInFile(const std::string& path) {
     const std::string bytes = bytesOfFile(path);
-    return {bytes.begin(), bytes.end()};
+    return std::vector<std::uint8_t>(bytes.begin(), bytes.end());
 }
 
 /// Whether `pixels` are those that are expected, exactly or within what is lost by a multiplication with the
@@ -140,8 +138,10 @@ TEST(IconExchange, Pillow_finds_colours_that_are_as_long_packed_as_they_are_unpa
     const auto python = pythonWithPillow();
     if (!python) GTEST_SKIP() << "There is no Python with Pillow here";
     Image::Representation representation = square(16);
-    for (std::size_t index = 0; index < representation.pixels.size(); ++index)
-        representation.pixels[index] = static_cast<std::uint8_t>(index < 16 ? 0 : index / 4);
+    std::vector<std::uint8_t> pixels(representation.pixels.size());
+    for (std::size_t index = 0; index < pixels.size(); ++index)
+        pixels[index] = static_cast<std::uint8_t>(index < 16 ? 0 : index / 4);
+    representation.pixels = std::move(pixels);
     const ScratchFolder folder;
     const std::string path = folder.write("ours.icns", *icnsWithRepresentations({representation}));
     ASSERT_EQ(runScript(*python, {"read", path, folder.path()}).size(), 1U);

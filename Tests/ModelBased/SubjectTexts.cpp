@@ -77,8 +77,8 @@ Image imageOfSide(int side) {
     representation.pixelsWide = static_cast<std::uint32_t>(side);
     representation.pixelsHigh = representation.pixelsWide;
     representation.size = {static_cast<double>(side), static_cast<double>(side)};
-    representation.pixels.assign(std::size_t{4} * representation.pixelsWide * representation.pixelsHigh,
-                                 0x80);
+    representation.pixels = std::vector<std::uint8_t>(
+        std::size_t{4} * representation.pixelsWide * representation.pixelsHigh, 0x80);
     Image image;
     image.size = representation.size;
     image.representations.push_back(std::move(representation));

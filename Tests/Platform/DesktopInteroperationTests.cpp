@@ -280,8 +280,10 @@ TEST_F(DesktopInteroperationTest, A_menu_shows_the_stub_with_its_icon_and_starts
         "Word.app", {.name = "Zyxword Processor", .script = "#!/bin/sh\n: >'" + started + "'\n"});
     Image::Representation icon = {
         .pixelsWide = 48, .pixelsHigh = 48, .size = {48, 48}, .pixels = {}, .png = {}};
+    std::vector<std::uint8_t> pixels;
     for (int pixel = 0; pixel < 48 * 48; ++pixel)
-        icon.pixels.insert(icon.pixels.end(), {0xff, 0x00, 0xff, 0xff});
+        pixels.insert(pixels.end(), {0xff, 0x00, 0xff, 0xff});
+    icon.pixels = std::move(pixels);
     desktop.writeFile(stub + "/Contents/Resources/DockApplication.icns",
                       icnsWithRepresentations({icon}).value());
     ASSERT_EQ(registration.registerBundle(stub), 0);

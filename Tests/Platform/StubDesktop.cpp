@@ -19,10 +19,12 @@ Image::Representation picture(std::uint32_t side) {
     representation.pixelsWide = side;
     representation.pixelsHigh = side;
     representation.size = {double(side), double(side)};
+    std::vector<std::uint8_t> pixels;
     for (std::uint32_t pixel = 0; pixel < side * side; ++pixel) {
         for (const std::uint32_t value : {pixel, side, 200U, 255U})
-            representation.pixels.push_back(static_cast<std::uint8_t>(value));
+            pixels.push_back(static_cast<std::uint8_t>(value));
     }
+    representation.pixels = std::move(pixels);
     return representation;
 }
 

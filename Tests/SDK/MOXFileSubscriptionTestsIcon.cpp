@@ -46,6 +46,14 @@ TEST_F(FileSubscriptionIcon, Is_written_with_all_representations_in_their_order)
     EXPECT_EQ(logLines(), Lines());
 }
 
+TEST_F(FileSubscriptionIcon, Is_kept_without_a_copy_of_its_pixels) {
+    const Image given = imageOfSides({16});
+    record.setIcon(given);
+    const std::optional<Image> kept = record.icon();
+    ASSERT_TRUE(kept);
+    EXPECT_EQ(kept->representations.front().pixels.data(), given.representations.front().pixels.data());
+}
+
 TEST_F(FileSubscriptionIcon, Stays_the_templates_when_the_record_has_none) {
     EXPECT_TRUE(write());
     EXPECT_EQ(iconBytes(), templateIcon());

@@ -277,7 +277,9 @@ TEST(LaunchAliasIcon, Keeps_its_bytes_as_they_are_until_one_is_set) {
 
 TEST(LaunchAliasIcon, Is_removed_by_nil_and_by_an_image_that_cannot_be_archived) {
     Image broken = redImage();
-    broken.representations.front().pixels.pop_back();
+    std::vector<std::uint8_t> pixels = broken.representations.front().pixels.bytes();
+    pixels.pop_back();
+    broken.representations.front().pixels = pixels;
     ASSERT_EQ(archivedImage(broken), std::nullopt);
     for (const std::optional<Image>& icon : {std::optional<Image>(), std::optional(broken)}) {
         const auto alias = MOXLaunchAlias::launchAlias();

@@ -278,7 +278,9 @@ TEST(PNGDataOfImage, Takes_the_representation_with_the_most_pixels_for_the_large
 TEST(PNGDataOfImage, Is_nil_without_a_representation_and_for_a_broken_one) {
     EXPECT_EQ(pngDataOfImage(Image()), std::nullopt);
     Image image{.size = {2, 2}, .representations = {square(2, 10)}};
-    image.representations.front().pixels.pop_back();
+    std::vector<std::uint8_t> pixels = image.representations.front().pixels.bytes();
+    pixels.pop_back();
+    image.representations.front().pixels = pixels;
     EXPECT_EQ(pngDataOfImage(image), std::nullopt);
 }
 

@@ -30,10 +30,12 @@ Image::Representation representation(std::uint32_t width, std::uint32_t height) 
                                  .size = {static_cast<double>(width), static_cast<double>(height)},
                                  .pixels = {},
                                  .png = nullptr};
+    std::vector<std::uint8_t> pixels;
     for (std::uint32_t index = 0; index < width * height; ++index) {
         for (const std::uint32_t part : {index, index / 3, width, 255U})
-            result.pixels.push_back(static_cast<std::uint8_t>(part));
+            pixels.push_back(static_cast<std::uint8_t>(part));
     }
+    result.pixels = std::move(pixels);
     return result;
 }
 

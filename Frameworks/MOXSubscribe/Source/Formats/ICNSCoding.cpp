@@ -248,15 +248,15 @@ private:
     std::optional<Image::Representation> fromColors(const ElementType& type, ByteView content) {
         if (content.size() < paddingBeforeColors(type)) return std::nullopt;
         content.remove_prefix(paddingBeforeColors(type));
-        auto representation = emptyRepresentation(type);
-        if (!representation || !readColors(content, representation->pixels)) return std::nullopt;
+        auto pixels = emptyPixels(type);
+        if (!pixels || !readColors(content, *pixels)) return std::nullopt;
         const auto mask = std::ranges::find(_elements, type.mask, &Element::name);
         const bool hasMask = mask != _elements.end() && mask->content.size() == pixelCount(type);
         for (std::size_t index = 0; index < pixelCount(type); ++index) {
-            representation->pixels[index * bytesPerPixel + opacityChannel] =
+            (*pixels)[index * bytesPerPixel + opacityChannel] =
                 hasMask ? static_cast<std::uint8_t>(mask->content[index]) : 255;
         }
-        return representation;
+        return representationWith(*std::move(pixels), type);
     }
 
     /// Packed colours may be as long as others by chance: what can be unpacked to its end is packed.
@@ -282,19 +282,25 @@ private:
 
     /// The picture of packed channels, the opacity first.
     std::optional<Image::Representation> fromChannels(const ElementType& type, ByteView packed) {
-        auto representation = emptyRepresentation(type);
-        if (!representation) return std::nullopt;
+        auto pixels = emptyPixels(type);
+        if (!pixels) return std::nullopt;
         for (const std::size_t channel : {opacityChannel, std::size_t{0}, std::size_t{1}, std::size_t{2}})
-            if (!unpackChannel(packed, representation->pixels, channel)) return std::nullopt;
-        return representation;
+            if (!unpackChannel(packed, *pixels, channel)) return std::nullopt;
+        return representationWith(*std::move(pixels), type);
     }
 
-    std::optional<Image::Representation> emptyRepresentation(const ElementType& type) {
+    std::optional<std::vector<std::uint8_t>> emptyPixels(const ElementType& type) {
         if (!_budget.takePicture(type.side, type.side)) return std::nullopt;
-        Image::Representation representation;
-        representation.pixelsWide = representation.pixelsHigh = type.side;
-        representation.pixels.resize(pixelCount(type) * bytesPerPixel);
-        return representation;
+        return std::vector<std::uint8_t>(pixelCount(type) * bytesPerPixel);
+    }
+
+    static Image::Representation representationWith(std::vector<std::uint8_t> pixels,
+                                                    const ElementType& type) {
+        return {.pixelsWide = type.side,
+                .pixelsHigh = type.side,
+                .size = {},
+                .pixels = std::move(pixels),
+                .png = {}};
     }
 
     std::vector<Element> _elements;

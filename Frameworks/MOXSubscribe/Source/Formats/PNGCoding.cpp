@@ -63,8 +63,9 @@ public:
 
     std::optional<Image::Representation> representation(DecodingBudget& budget) {
         if (!readSize(budget)) return std::nullopt;
-        _read.pixels.resize(std::size_t{_read.pixelsWide} * _read.pixelsHigh * 4);
-        if (!readPixels()) return std::nullopt;
+        std::vector<std::uint8_t> pixels(std::size_t{_read.pixelsWide} * _read.pixelsHigh * 4);
+        if (!readPixels(pixels.data())) return std::nullopt;
+        _read.pixels = std::move(pixels);
         _read.png = std::make_shared<const Bytes>(_bytes);
         return std::move(_read);
     }
@@ -139,7 +140,7 @@ private:
                 lengthInPointsAtRoundedResolution(_read.pixelsHigh, vertical)};
     }
 
-    bool readPixels() {
+    bool readPixels(std::uint8_t* pixels) {
         // NOLINTNEXTLINE(cert-err52-cpp): how libpng fails; what it jumps over has no destructors.
         if (setjmp(png_jmpbuf(_png)) != 0) return false;
         png_set_expand(_png);
@@ -152,7 +153,7 @@ private:
         if (png_get_rowbytes(_png, _info) != rowLength) return false;
         for (int pass = 0; pass < passes; ++pass) {
             for (std::uint32_t row = 0; row < _read.pixelsHigh; ++row) {
-                png_read_row(_png, _read.pixels.data() + row * rowLength, nullptr);
+                png_read_row(_png, pixels + row * rowLength, nullptr);
             }
         }
         png_read_end(_png, nullptr);

@@ -222,7 +222,7 @@ std::optional<Bytes> tiffFromRepresentation(const Image::Representation& represe
     // The library changes the row that it is handed.
     const auto rowLength = static_cast<std::ptrdiff_t>(representation.pixelsWide) * 4;
     std::vector<std::uint8_t> row(static_cast<std::size_t>(rowLength));
-    auto source = representation.pixels.begin();
+    const std::uint8_t* source = representation.pixels.data();
     for (std::uint32_t index = 0; index < representation.pixelsHigh; ++index, source += rowLength) {
         std::copy_n(source, rowLength, row.begin());
         if (TIFFWriteScanline(file.get(), row.data(), index, 0) != 1) return std::nullopt;

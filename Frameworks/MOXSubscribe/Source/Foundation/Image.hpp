@@ -2,6 +2,7 @@
 
 #include "Foundation/Bytes.hpp"
 #include "Foundation/Export.hpp"
+#include "Foundation/Pixels.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -30,7 +31,7 @@ struct MOX_EXPORT Image {
 
         /// Red, green, blue, alpha, 8 bits each and not premultiplied, row by row from the top without gaps:
         /// `pixelsWide * pixelsHigh * 4` bytes.
-        std::vector<std::uint8_t> pixels;
+        Pixels pixels;
 
         /// The PNG file that the pixels were decoded from, so that it can be passed on as it is; null when
         /// they came from elsewhere. Not part of equality.
