@@ -65,8 +65,8 @@ std::string sha256Digits(ByteView bytes) {
 
     Bytes end(bytes);
     end += '\x80';
-    while (end.size() % blockSize != blockSize - sizeof length)
-        end += '\0';
+    const std::size_t endBlocks = end.size() + sizeof length > blockSize ? 2 : 1;
+    end.resize(endBlocks * blockSize - sizeof length);
     for (int shift = 56; shift >= 0; shift -= 8)
         end += static_cast<char>(length >> shift & 0xff);
     for (std::size_t start = 0; start < end.size(); start += blockSize)

@@ -80,8 +80,13 @@ std::string stringByAppendingPathComponent(std::string_view path, std::string_vi
     joined.append(path);
     if (!path.empty()) joined.push_back(separator);
     joined.append(component);
-    const auto areSeparators = [](char left, char right) { return left == separator && right == separator; };
-    joined.erase(std::unique(joined.begin(), joined.end(), areSeparators), joined.end());
+    // Nearly no path has a separator twice in a row, and many are joined.
+    if (joined.find("//") != joined.npos) {
+        const auto areSeparators = [](char left, char right) {
+            return left == separator && right == separator;
+        };
+        joined.erase(std::unique(joined.begin(), joined.end(), areSeparators), joined.end());
+    }
     joined.resize(withoutTrailingSeparators(joined).size());
     return joined;
 }

@@ -96,6 +96,7 @@ ErrorNumber makeHiddenName(SystemCalls& system, std::string& name) {
     std::array<unsigned char, temporaryNameDigits / 2> random = {};
     if (system.getentropy(random.data(), random.size()) < 0) return errno;
     name = temporaryNamePrefix;
+    name.reserve(name.size() + temporaryNameDigits);
     for (const unsigned char byte : random) {
         constexpr const char* digits = "0123456789abcdef";
         name += digits[byte >> 4];

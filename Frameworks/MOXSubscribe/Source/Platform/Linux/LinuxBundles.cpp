@@ -88,6 +88,18 @@ std::string libraryPath() {
     return resolved ? resolved.get() : std::string();
 }
 
+/// The innermost application that holds the program at `path`, else the program's folder.
+std::string mainBundleOfProgram(const std::string& path) {
+    std::string programFolder = stringByDeletingLastPathComponent(path);
+    std::string inner = programFolder;
+    while (lastPathComponent(inner) != inner) {
+        std::string outer = stringByDeletingLastPathComponent(inner);
+        if (lastPathComponent(inner) == "Contents" && isPackageName(outer)) return outer;
+        inner = std::move(outer);
+    }
+    return programFolder;
+}
+
 std::string valueOf(const char* variable) {
     const char* value = std::getenv(variable);
     return value ? value : "";
@@ -101,17 +113,12 @@ bool meansNoLanguage(std::string_view locale) {
 } // namespace
 
 LinuxBundles::LinuxBundles(FileSystem& fileSystem, Surroundings surroundings)
-    : _fileSystem(fileSystem), _surroundings(std::move(surroundings)) {}
+    : _fileSystem(fileSystem)
+    , _surroundings(std::move(surroundings))
+    , _mainBundlePath(mainBundleOfProgram(_surroundings.programPath)) {}
 
 std::string LinuxBundles::mainBundlePath() const {
-    std::string programFolder = stringByDeletingLastPathComponent(_surroundings.programPath);
-    std::string inner = programFolder;
-    while (lastPathComponent(inner) != inner) {
-        std::string outer = stringByDeletingLastPathComponent(inner);
-        if (lastPathComponent(inner) == "Contents" && isPackageName(outer)) return outer;
-        inner = std::move(outer);
-    }
-    return programFolder;
+    return _mainBundlePath;
 }
 
 std::optional<std::string> LinuxBundles::frameworkBundlePath(std::string_view identifier) const {

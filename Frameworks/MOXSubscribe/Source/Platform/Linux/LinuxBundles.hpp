@@ -37,6 +37,7 @@ private:
 
     FileSystem& _fileSystem;
     Surroundings _surroundings;
+    std::string _mainBundlePath;
 };
 
 /// The surroundings of this process: the program from the kernel, the framework's bundle
