@@ -162,7 +162,7 @@ std::size_t CanonicalReader::skipWhiteSpace() {
     if (beginsLine) ++_next;
     _lineBegin = _next;
     for (std::size_t tabs = textBlockSize; tabs == textBlockSize && _end - _next >= blockSize; _next += tabs)
-        tabs = bytesBeforeFirst(textBlockAt(_next) != '\t');
+        tabs = tabsOfBlock(_next);
     while (_next != _end && *_next == '\t')
         ++_next;
     if (beginsLine && (_next == _end || !isWhiteSpace(*_next)))
@@ -211,7 +211,7 @@ bool CanonicalReader::readText(std::string_view& text) {
     for (const char* byte = begin; byte != _end; ++byte) {
         for (std::size_t plain = textBlockSize; plain == textBlockSize && _end - byte > blockSize;
              byte += plain)
-            plain = plainTextBytes(textBlockAt(byte));
+            plain = plainBytesOfBlock(byte);
         switch (byteClasses[static_cast<std::uint8_t>(*byte)]) {
         case ByteClass::Plain:
             break;

@@ -7,21 +7,15 @@
 
 namespace mox {
 
-/// How many bytes the processor looks at together: every one of today has registers of this size for it.
+/// How many bytes of a text are looked at together: processors of today have registers of that size.
 inline constexpr std::size_t textBlockSize = 16;
 
 /// The bytes of a block of text, as what they are compared with: those above U+007F are less than any other.
+/// It is passed by reference, since not every processor that we compile for has such registers.
 using TextBlock [[gnu::vector_size(textBlockSize)]] = signed char;
 
-/// The `textBlockSize` bytes at `bytes`.
-inline TextBlock textBlockAt(const char* bytes) {
-    TextBlock block;
-    std::memcpy(&block, bytes, sizeof block);
-    return block;
-}
-
-/// How many bytes at the beginning of a block are not `marked` with all bits of theirs.
-inline std::size_t bytesBeforeFirst(TextBlock marked) {
+/// How many bytes at the beginning of a block have no bit set.
+inline std::size_t bytesBeforeFirst(const TextBlock& marked) {
     std::uint64_t words[2];
     static_assert(sizeof words == sizeof marked);
     std::memcpy(words, &marked, sizeof words);
@@ -32,9 +26,18 @@ inline std::size_t bytesBeforeFirst(TextBlock marked) {
     return (words[0] != 0 ? bitsBefore(words[0]) : 64 + bitsBefore(words[1])) / 8;
 }
 
-/// How many bytes at the beginning of the block stand for themselves in the text of an XML element. There may
-/// be more of them, since a tab and a line feed count as what may not.
-inline std::size_t plainTextBytes(TextBlock block) {
+/// How many of the `textBlockSize` bytes at `bytes` are tabs, up to the first other one.
+inline std::size_t tabsOfBlock(const char* bytes) {
+    TextBlock block;
+    std::memcpy(&block, bytes, sizeof block);
+    return bytesBeforeFirst(block != '\t');
+}
+
+/// How many of the `textBlockSize` bytes at `bytes` stand for themselves in the text of an XML element, up to
+/// the first that may not. There may be more of them, since a tab and a line feed count as what may not.
+inline std::size_t plainBytesOfBlock(const char* bytes) {
+    TextBlock block;
+    std::memcpy(&block, bytes, sizeof block);
     // "<" and ">" differ in one bit. What is above U+007F is less than a space as well.
     return bytesBeforeFirst((block < ' ') | ((block | ('<' ^ '>')) == '>') | (block == '&') | (block == ']'));
 }

@@ -313,7 +313,7 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
     std::memset(output + text.size(), ' ', textBlockSize);
     std::size_t plain = 0;
     for (std::size_t count = textBlockSize; plain < text.size() && count == textBlockSize; plain += count)
-        count = plainTextBytes(textBlockAt(output + plain));
+        count = plainBytesOfBlock(output + plain);
     if (plain < text.size()) {
         _text.extend(static_cast<std::size_t>(output - begin) + plain);
         if (!appendEscaped(text.substr(plain))) return false;

@@ -19,10 +19,13 @@ public:
     /// A copy of `text`.
     explicit SharedText(std::string_view text);
 
+    /// Shares the text.
     SharedText(const SharedText& other) noexcept : _block(other._block) {
         if (_block) _block->owners.fetch_add(1, std::memory_order_relaxed);
     }
+    /// Takes over the text.
     SharedText(SharedText&& other) noexcept : _block(std::exchange(other._block, nullptr)) {}
+    /// Takes the place of the text that was there.
     SharedText& operator=(SharedText other) noexcept {
         std::swap(_block, other._block);
         return *this;
