@@ -264,9 +264,11 @@ std::optional<PropertyList> propertyListFromGeneralXML(std::string_view document
 }
 
 std::optional<PropertyList> propertyListFromXML(ByteView bytes) {
+    // Nearly all files have the canonical form, whose head tells that they are UTF-8.
+    if (auto value = propertyListFromCanonicalXML(bytes)) return value;
     std::string storage;
     const auto document = utf8FromXML(bytes, storage);
-    return document ? propertyListFromUTF8XML(*document) : std::nullopt;
+    return document ? propertyListFromGeneralXML(*document) : std::nullopt;
 }
 
 } // namespace mox
