@@ -158,8 +158,23 @@ TEST(CanonicalPropertyListReading, Every_other_form_is_left_to_the_general_reade
     EXPECT_EQ(propertyListFromCanonicalXML(whole + "<!-- c -->"), std::nullopt);
     EXPECT_EQ(propertyListFromCanonicalXML(whole + "\0"s), std::nullopt);
     EXPECT_EQ(propertyListFromCanonicalXML(" " + whole), std::nullopt);
-    for (std::size_t length = 0; length + 1 < whole.size(); ++length)
-        EXPECT_EQ(propertyListFromCanonicalXML(whole.substr(0, length)), std::nullopt) << length;
+}
+
+TEST(CanonicalPropertyListReading, A_document_that_ends_anywhere_too_early_is_refused) {
+    const std::string whole = canonical(
+        "<dict>\n\t<key>a key of more than sixteen bytes</key>\n" + std::string(40, '\t') +
+        "<string>a text of far more than sixteen bytes</string>\n\t<key>other</key>\n\t<true/>\n</dict>");
+    ASSERT_NE(propertyListFromCanonicalXML(whole), std::nullopt);
+    // A copy in memory of its own each time, beyond which nothing may be read.
+    for (std::size_t length = 0; length + 1 < whole.size(); ++length) {
+        const std::vector<char> beginning(whole.data(), whole.data() + length);
+        EXPECT_EQ(propertyListFromCanonicalXML({beginning.data(), length}), std::nullopt) << length;
+    }
+    for (std::size_t tabs = 0; tabs <= 40; ++tabs) {
+        const std::string withTabs = whole + std::string(tabs, '\t');
+        const std::vector<char> exact(withTabs.begin(), withTabs.end());
+        EXPECT_NE(propertyListFromCanonicalXML({exact.data(), exact.size()}), std::nullopt) << tabs;
+    }
 }
 
 TEST(CanonicalPropertyListReading, Nesting_is_read_to_the_common_limit_and_no_deeper) {

@@ -208,6 +208,9 @@ TEST(XMLPropertyListReading, Every_encoding_is_read_with_and_without_byte_order_
     const std::string ascii = "<plist><string>aé</string></plist>";
     EXPECT_EQ(propertyListFromXML(ascii), expected);
     EXPECT_EQ(propertyListFromXML("\xEF\xBB\xBF" + ascii), expected);
+    const std::string canonical = *xmlFromPropertyList(expected);
+    EXPECT_EQ(propertyListFromXML(canonical), expected);
+    EXPECT_EQ(propertyListFromXML("\xEF\xBB\xBF" + canonical), expected);
     const auto wide = [](std::string_view document, std::size_t size, bool bigEndian) {
         std::string bytes;
         for (const char character : document) {

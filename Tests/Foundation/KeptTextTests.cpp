@@ -2,21 +2,16 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <atomic>
 #include <functional>
-#include <optional>
 #include <set>
 #include <string>
-#include <thread>
 #include <utility>
-#include <vector>
 
 namespace mox {
 namespace {
 
 /// How often the text of data was decoded.
-std::atomic<int> decodedTexts = 0;
+int decodedTexts = 0;
 
 Bytes reversed(std::string_view text) {
     ++decodedTexts;
@@ -38,21 +33,6 @@ TEST(KeptText, Data_made_of_text_is_decoded_when_it_is_first_asked_for) {
     EXPECT_EQ(data, PropertyList::Data("abc"));
     EXPECT_FALSE(PropertyList::Data("cba") == data);
     EXPECT_EQ(KeptText::of(PropertyList::Data("abc")), nullptr);
-}
-
-TEST(KeptText, Any_thread_may_ask_for_data_that_is_not_decoded_yet) {
-    for (int round = 0; round < 100; ++round) {
-        const PropertyList::Data data = KeptText::data(SharedBytes(Bytes(1000, 'x') + "a"), reversed);
-        std::vector<std::thread> threads;
-        std::array<const char*, 4> views = {};
-        for (const char*& view : views)
-            threads.emplace_back([copy = data, &view] { view = copy.bytes().data(); });
-        for (std::thread& thread : threads)
-            thread.join();
-        for (const char* view : views)
-            EXPECT_EQ(view, data.bytes().data());
-        EXPECT_EQ(data.bytes(), "a" + Bytes(1000, 'x'));
-    }
 }
 
 TEST(KeptText, Data_takes_another_text_and_its_bytes_stay_where_they_are) {

@@ -143,11 +143,15 @@ TEST(PropertyList, A_dictionary_of_entries_in_any_order_keeps_the_last_of_equal_
         expected.set(key, "last");
     std::vector<PropertyList::Entry> entries;
     for (const char* key : {"c", "a", "\xFF", "b", "a", "c"})
-        entries.push_back({key, "first"});
+        entries.push_back({PropertyList::Key(key), "first"});
     for (const char* key : {"b", "\xFE", "c", "a"})
-        entries.push_back({key, "last"});
+        entries.push_back({PropertyList::Key(key), "last"});
     EXPECT_EQ(PropertyList::Dictionary::fromEntries(std::move(entries)), expected);
-    EXPECT_EQ(PropertyList::Dictionary::fromEntries({{"a", "first"}, {"a", "last"}}).size(), 1u);
+    const PropertyList::Key key("a");
+    EXPECT_EQ(PropertyList::Dictionary::fromEntries(
+                  {{PropertyList::Key(key), "first"}, {PropertyList::Key(key), "last"}})
+                  .size(),
+              1u);
     EXPECT_TRUE(PropertyList::Dictionary::fromEntries({}).empty());
 }
 

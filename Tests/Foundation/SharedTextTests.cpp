@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <thread>
 #include <utility>
 
 namespace mox {
@@ -62,21 +61,6 @@ TEST(SharedText, A_copy_keeps_the_text_when_the_others_are_gone) {
         copy = text;
     }
     EXPECT_EQ(copy, "text");
-}
-
-TEST(SharedTextThreads, Threads_take_and_drop_copies_of_one_text) {
-    const SharedText text("text");
-    const auto copyOften = [&text] {
-        for (int count = 0; count < 1000; ++count) {
-            const SharedText copy =
-                text; // NOLINT(performance-unnecessary-copy-initialization): this is the test.
-            if (copy != "text") std::abort();
-        }
-    };
-    std::thread other(copyOften);
-    copyOften();
-    other.join();
-    EXPECT_EQ(text, "text");
 }
 
 } // namespace

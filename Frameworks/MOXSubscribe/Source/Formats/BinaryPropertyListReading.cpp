@@ -210,8 +210,8 @@ bool BinaryReader::openContainer(std::uint64_t object, Container kind, unsigned 
 bool BinaryReader::readKey(std::uint64_t object) {
     const auto content = objectAt(object);
     if (!content || !accountForObject()) return false;
-    auto key = text(static_cast<std::uint8_t>(content->front()), content->substr(1));
-    return key && _builder.addKey(*std::move(key));
+    const auto key = text(static_cast<std::uint8_t>(content->front()), content->substr(1));
+    return key && _builder.addKey(*key);
 }
 
 bool BinaryReader::readData(std::uint64_t object, unsigned sizeBits, ByteView content) {

@@ -131,10 +131,9 @@ bool OldStyleReader::readNextOfDictionary() {
 bool OldStyleReader::readRestOfEntry(std::string key) {
     const bool isOutermost = _isWithoutBraces && _builder.depth() == 1;
     if (isOutermost && take(';')) {
-        PropertyList value = PropertyList::validatedString(key);
-        return _builder.addKey(std::move(key)) && _builder.addValue(std::move(value));
+        return _builder.addKey(key) && _builder.addValue(PropertyList::validatedString(std::move(key)));
     }
-    return take('=') && _builder.addKey(std::move(key)) && skipSpace() && readValue();
+    return take('=') && _builder.addKey(key) && skipSpace() && readValue();
 }
 
 /// Reads a value, or the beginning of one that is a container.

@@ -10,8 +10,8 @@ namespace mox {
 /// How many bytes of a text are looked at together: processors of today have registers of that size.
 inline constexpr std::size_t textBlockSize = 16;
 
-/// The bytes of a block of text, as what they are compared with: those above U+007F are less than any other.
-/// It is passed by reference, since not every processor that we compile for has such registers.
+/// The bytes of a block of text, as signed numbers: those of characters above U+007F are less than all
+/// others. It is passed by reference, since not every processor that we compile for has such registers.
 using TextBlock [[gnu::vector_size(textBlockSize)]] = signed char;
 
 /// How many bytes at the beginning of a block have no bit set.
@@ -38,7 +38,7 @@ inline std::size_t tabsOfBlock(const char* bytes) {
 inline std::size_t plainBytesOfBlock(const char* bytes) {
     TextBlock block;
     std::memcpy(&block, bytes, sizeof block);
-    // "<" and ">" differ in one bit. What is above U+007F is less than a space as well.
+    // "<" and ">" differ in one bit. The bytes of characters above U+007F are less than a space as well.
     return bytesBeforeFirst((block < ' ') | ((block | ('<' ^ '>')) == '>') | (block == '&') | (block == ']'));
 }
 

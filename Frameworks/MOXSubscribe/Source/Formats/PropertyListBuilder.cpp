@@ -43,7 +43,7 @@ bool PropertyListBuilder::endContainer() {
     return true;
 }
 
-bool PropertyListBuilder::addKey(std::string key) {
+bool PropertyListBuilder::addKey(std::string_view key) {
     if (!acceptsKey()) return false;
     _key = PropertyList::Key(key);
     _hasKey = true;

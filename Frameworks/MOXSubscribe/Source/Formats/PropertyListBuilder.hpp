@@ -26,7 +26,7 @@ public:
     [[nodiscard]] bool endContainer();
 
     /// Names the next value of the dictionary that is open. The key is well-formed UTF-8 or will be repaired.
-    [[nodiscard]] bool addKey(std::string key);
+    [[nodiscard]] bool addKey(std::string_view key);
 
     /// Adds a value without nested ones.
     [[nodiscard]] bool addValue(PropertyList value);

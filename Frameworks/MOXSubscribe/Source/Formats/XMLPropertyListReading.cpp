@@ -238,7 +238,7 @@ bool XMLReader::end(Element element) {
     std::string text = std::exchange(_text, {});
     switch (element) {
     case Element::Key:
-        return _builder.addKey(std::move(text));
+        return _builder.addKey(text);
     case Element::String:
         return _builder.addValue(PropertyList::validatedString(std::move(text)));
     case Element::Integer:

@@ -304,12 +304,12 @@ bool XMLWriter::appendEscaped(std::string_view text) {
 template<std::size_t startSize, std::size_t endSize>
 bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view text,
                              const char (&endTag)[endSize]) {
-    char* const begin = _text.room(_open.size() + startSize + text.size() + endSize + 2 * textBlockSize);
+    char* const begin = _text.room(_open.size() + startSize + text.size() + endSize + textBlockSize);
     char* output = indented(begin);
     std::memcpy(output, startTag, startSize - 1);
     output += startSize - 1;
     text.copy(output, text.size());
-    // Where it is written, a text of any size can be looked at by whole blocks.
+    // Behind the copy there is room for blanks, so that a text of any size can be looked at by whole blocks.
     std::memset(output + text.size(), ' ', textBlockSize);
     std::size_t plain = 0;
     for (std::size_t count = textBlockSize; plain < text.size() && count == textBlockSize; plain += count)

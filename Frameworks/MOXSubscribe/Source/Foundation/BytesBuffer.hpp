@@ -5,9 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdlib>
-#include <cstring>
 #include <memory>
-#include <new>
 #include <string_view>
 #include <utility>
 
@@ -33,7 +31,7 @@ public:
     }
 
     void append(std::size_t count, char character) {
-        std::memset(room(count), character, count);
+        std::fill_n(room(count), count, character);
         extend(count);
     }
 

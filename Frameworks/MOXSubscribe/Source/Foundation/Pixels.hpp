@@ -11,7 +11,7 @@
 namespace mox {
 
 /// The bytes of a bitmap's pixels. They never change, and copies share them: an image passes through many
-/// hands, and is larger than all else that does. Copies may be used from any thread.
+/// hands, and nothing else of a subscription is as large. Copies may be used from any thread.
 class Pixels {
 public:
     /// What the names of a container's types say.
@@ -28,7 +28,7 @@ public:
     /// The bytes that are listed.
     Pixels(std::initializer_list<std::uint8_t> bytes) : Pixels(std::vector(bytes)) {}
 
-    /// Where the bytes are, for as long as this value or a copy of it lives; null when there are none.
+    /// Where the bytes are, for as long as this value or a copy of it lives.
     const std::uint8_t* data() const noexcept { return _bytes ? _bytes->data() : nullptr; }
 
     /// How many bytes there are.

@@ -129,14 +129,14 @@ const PropertyList& PropertyList::Dictionary::set(std::string key, PropertyList 
     key = repairedUTF8(std::move(key));
     dropWrittenForm();
     if (_entries.empty() || precedesByUTF16(_entries.back().key, key)) {
-        return _entries.emplace_back(Entry{key, std::move(value)}).value;
+        return _entries.emplace_back(Entry{Key(key), std::move(value)}).value;
     }
     const std::size_t index = indexFor(key);
     if (index < _entries.size() && _entries[index].key == key) {
         return _entries[index].value = std::move(value);
     }
     const auto position = _entries.begin() + static_cast<std::ptrdiff_t>(index);
-    return _entries.insert(position, Entry{key, std::move(value)})->value;
+    return _entries.insert(position, Entry{Key(key), std::move(value)})->value;
 }
 
 bool PropertyList::Dictionary::remove(std::string_view key) {

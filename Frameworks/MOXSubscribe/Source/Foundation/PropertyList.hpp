@@ -275,7 +275,6 @@ struct PropertyList::Entry {
     /// Takes over both.
     Entry(Key&& newKey, PropertyList&& newValue) noexcept
         : key(std::move(newKey)), value(std::move(newValue)) {}
-    Entry(std::string_view newKey, PropertyList&& newValue) : Entry(Key(newKey), std::move(newValue)) {}
 
     /// The key, in well-formed UTF-8.
     Key key;

@@ -34,7 +34,7 @@ public:
         if (_block && _block->owners.fetch_sub(1, std::memory_order_acq_rel) == 1) destroyBlock();
     }
 
-    /// The text; the view holds as long as a copy of this value lives.
+    /// The text; the view holds as long as this value or a copy of it lives.
     std::string_view view() const noexcept {
         return _block ? std::string_view(_block->text(), _block->size) : std::string_view();
     }
