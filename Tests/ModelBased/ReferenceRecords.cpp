@@ -132,8 +132,8 @@ std::string textOf(const Entry& entry) {
     return "{" + list + "}";
 }
 
-std::string quoted(const std::string& value) {
-    return "\"" + value + "\"";
+std::string quoted(std::string_view value) {
+    return "\"" + std::string(value) + "\"";
 }
 
 std::vector<std::string> pathsInFolder(const std::vector<std::string>& paths, const std::string& folder,

@@ -3,6 +3,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "ModelBased/ReferencePaths.hpp"
@@ -45,7 +46,7 @@ std::vector<std::string> propertiesOf(Entry entry, const std::string& icon);
 /// The text of `entry`, and one of a value that may be absent.
 std::string textOf(const Entry& entry);
 std::string told(const std::optional<std::string>& value);
-std::string quoted(const std::string& value);
+std::string quoted(std::string_view value);
 
 /// Those of `paths` that are subscriptions in `folder`, or below it as well.
 std::vector<std::string> pathsInFolder(const std::vector<std::string>& paths, const std::string& folder,
