@@ -56,6 +56,7 @@ void withFreshStores(benchmark::State& state, const StoreSize& size,
         ::unlink(storePath().c_str());
         auto store = std::make_unique<Store>();
         store->fill(size);
+        PreparedStore::makePagesReady();
         state.ResumeTiming();
         measured(*store);
         state.PauseTiming();
@@ -97,6 +98,7 @@ void changeOurs(benchmark::State& state, const StoreSize& size) {
     Store store;
     std::string name = size.folder() + "/" + entryName(0);
     std::string otherName = name + " moved";
+    PreparedStore::makePagesReady();
     for ([[maybe_unused]] auto _ : state) {
         if (!store.moveSubscriptionFrom(name, otherName)) state.SkipWithError("the move failed");
         name.swap(otherName);
@@ -106,6 +108,7 @@ void changeOurs(benchmark::State& state, const StoreSize& size) {
 Run changePeer(PeerLoader load) {
     return [load](benchmark::State& state, const StoreSize&) {
         const std::unique_ptr<Peer> peer = load();
+        PreparedStore::makePagesReady();
         int round = 0;
         for ([[maybe_unused]] auto _ : state) {
             peer->change(entryName(0), std::to_string(++round));
@@ -117,6 +120,7 @@ Run changePeer(PeerLoader load) {
 void removeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
     Store store;
+    PreparedStore::makePagesReady();
     std::int64_t number = 0;
     for ([[maybe_unused]] auto _ : state) {
         if (!store.removeSubscriptionAtPath(size.folder() + "/" + entryName(number++)))
@@ -127,6 +131,7 @@ void removeOurs(benchmark::State& state, const StoreSize& size) {
 /// Nothing less than writing the same bytes can change a file that is always written whole.
 void writeBytes(benchmark::State& state, const StoreSize&) {
     const std::string contents = contentsOf(storePath());
+    PreparedStore::makePagesReady();
     for ([[maybe_unused]] auto _ : state)
         replaceFile(otherPath(), contents);
 }

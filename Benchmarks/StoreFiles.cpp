@@ -124,4 +124,10 @@ void PreparedStore::isChanged() {
     isPreparedChanged = true;
 }
 
+void PreparedStore::makePagesReady() {
+    const std::string path = storeFolder() + "/Pages";
+    replaceFile(path, preparedContents);
+    require(::unlink(path.c_str()) == 0, "cannot remove " + path);
+}
+
 } // namespace mox::bench

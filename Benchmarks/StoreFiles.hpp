@@ -57,6 +57,10 @@ public:
 
     /// Lets the next `ofSize` put back what the framework has changed.
     static void isChanged();
+
+    /// Writes the prepared file elsewhere and removes it, so that the system has pages for another one at hand.
+    /// To get them anew can take longer than all that is measured.
+    static void makePagesReady();
 };
 
 } // namespace mox::bench
