@@ -58,8 +58,8 @@ public:
     /// Lets the next `ofSize` put back what the framework has changed.
     static void isChanged();
 
-    /// Writes the prepared file elsewhere and removes it, so that the system has pages for another one at hand.
-    /// To get them anew can take longer than all that is measured.
+    /// Writes the prepared file elsewhere and removes it, so that the system has pages for another one at
+    /// hand. To get them anew can take longer than all that is measured.
     static void makePagesReady();
 };
 
