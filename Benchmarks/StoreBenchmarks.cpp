@@ -56,7 +56,7 @@ void withFreshStores(benchmark::State& state, const StoreSize& size,
         ::unlink(storePath().c_str());
         auto store = std::make_unique<Store>();
         store->fill(size);
-        PreparedStore::makePagesReady();
+        PreparedStore::makePagesReady(2);
         state.ResumeTiming();
         measured(*store);
         state.PauseTiming();
@@ -95,10 +95,10 @@ void saveFresh(benchmark::State& state, const StoreSize& size) {
 /// Moves one entry to another name and back; each move saves once.
 void changeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
+    PreparedStore::makePagesReady(2);
     Store store;
     std::string name = size.folder() + "/" + entryName(0);
     std::string otherName = name + " moved";
-    PreparedStore::makePagesReady();
     for ([[maybe_unused]] auto _ : state) {
         if (!store.moveSubscriptionFrom(name, otherName)) state.SkipWithError("the move failed");
         name.swap(otherName);
@@ -108,7 +108,7 @@ void changeOurs(benchmark::State& state, const StoreSize& size) {
 Run changePeer(PeerLoader load) {
     return [load](benchmark::State& state, const StoreSize&) {
         const std::unique_ptr<Peer> peer = load();
-        PreparedStore::makePagesReady();
+        PreparedStore::makePagesReady(1);
         int round = 0;
         for ([[maybe_unused]] auto _ : state) {
             peer->change(entryName(0), std::to_string(++round));
@@ -119,8 +119,8 @@ Run changePeer(PeerLoader load) {
 
 void removeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
+    PreparedStore::makePagesReady(2);
     Store store;
-    PreparedStore::makePagesReady();
     std::int64_t number = 0;
     for ([[maybe_unused]] auto _ : state) {
         if (!store.removeSubscriptionAtPath(size.folder() + "/" + entryName(number++)))
@@ -131,7 +131,7 @@ void removeOurs(benchmark::State& state, const StoreSize& size) {
 /// Nothing less than writing the same bytes can change a file that is always written whole.
 void writeBytes(benchmark::State& state, const StoreSize&) {
     const std::string contents = contentsOf(storePath());
-    PreparedStore::makePagesReady();
+    PreparedStore::makePagesReady(1);
     for ([[maybe_unused]] auto _ : state)
         replaceFile(otherPath(), contents);
 }

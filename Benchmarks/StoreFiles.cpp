@@ -124,10 +124,12 @@ void PreparedStore::isChanged() {
     isPreparedChanged = true;
 }
 
-void PreparedStore::makePagesReady() {
-    const std::string path = storeFolder() + "/Pages";
-    replaceFile(path, preparedContents);
-    require(::unlink(path.c_str()) == 0, "cannot remove " + path);
+void PreparedStore::makePagesReady(int count) {
+    const auto pathOf = [](int number) { return storeFolder() + "/Pages " + std::to_string(number); };
+    for (int number = 0; number < count; ++number)
+        replaceFile(pathOf(number), preparedContents);
+    for (int number = 0; number < count; ++number)
+        require(::unlink(pathOf(number).c_str()) == 0, "cannot remove " + pathOf(number));
 }
 
 } // namespace mox::bench

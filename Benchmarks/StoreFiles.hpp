@@ -58,9 +58,9 @@ public:
     /// Lets the next `ofSize` put back what the framework has changed.
     static void isChanged();
 
-    /// Writes the prepared file elsewhere and removes it, so that the system has pages for another one at
-    /// hand. To get them anew can take longer than all that is measured.
-    static void makePagesReady();
+    /// Writes `count` files like the prepared one and removes them, so that the system has the pages for as
+    /// many at hand. To get them anew can take longer than all that is measured.
+    static void makePagesReady(int count);
 };
 
 } // namespace mox::bench
