@@ -165,10 +165,12 @@ TEST(CanonicalPropertyListReading, A_document_that_ends_anywhere_too_early_is_re
         "<dict>\n\t<key>a key of more than sixteen bytes</key>\n" + std::string(40, '\t') +
         "<string>a text of far more than sixteen bytes</string>\n\t<key>other</key>\n\t<true/>\n</dict>");
     ASSERT_NE(propertyListFromCanonicalXML(whole), std::nullopt);
-    // A copy in memory of its own each time, beyond which nothing may be read.
-    for (std::size_t length = 0; length + 1 < whole.size(); ++length) {
-        const std::vector<char> beginning(whole.data(), whole.data() + length);
-        EXPECT_EQ(propertyListFromCanonicalXML({beginning.data(), length}), std::nullopt) << length;
+    for (const std::string& document : {whole, canonical("<true/>")}) {
+        // A copy in memory of its own each time, beyond which nothing may be read.
+        for (std::size_t length = 0; length + 1 < document.size(); ++length) {
+            const std::vector<char> beginning(document.data(), document.data() + length);
+            EXPECT_EQ(propertyListFromCanonicalXML({beginning.data(), length}), std::nullopt) << length;
+        }
     }
     for (std::size_t tabs = 0; tabs <= 40; ++tabs) {
         const std::string withTabs = whole + std::string(tabs, '\t');
