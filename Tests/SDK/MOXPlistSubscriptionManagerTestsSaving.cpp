@@ -202,6 +202,38 @@ TEST_F(SavingThePlistStore, Names_that_are_no_single_components_are_listed_as_pa
     EXPECT_EQ(store->folders(), (Paths{"", "a/b"}));
 }
 
+TEST_F(SavingThePlistStore, After_any_change_the_lists_are_those_of_the_tree_whatever_they_were_before) {
+    struct Tree {
+        Dictionary root;
+        Paths paths;
+    };
+    // Five subscriptions in two folders, each of which is there in one half of the trees.
+    std::vector<Tree> trees(std::size_t{1} << 5U);
+    for (std::size_t number = 0; number < trees.size(); ++number) {
+        Tree& tree = trees[number];
+        tree.root = node({{"A", node()}, {"B", node()}});
+        std::size_t rest = number;
+        for (const char* const path : {"A/1", "A/2, longer than a short text", "A/3", "B/1", "B/2"}) {
+            if (rest % 2 != 0) {
+                tree.paths.emplace_back(path);
+                Dictionary* const folder = tree.root.dictionary("Folders")->dictionary({path, 1});
+                folder->dictionary("Subscriptions")->set(path + 2, entry());
+            }
+            rest /= 2;
+        }
+    }
+    const auto store = open(node());
+    for (const Tree& before : trees) {
+        for (const Tree& after : trees) {
+            for (const Tree* const tree : {&before, &after}) {
+                store->root() = tree->root;
+                store->updateConvenienceArrays();
+            }
+            ASSERT_EQ(store->subscriptionPaths(), after.paths);
+        }
+    }
+}
+
 TEST_F(SavingThePlistStore, Rebuilding_the_lists_does_not_save) {
     const auto store = open(sample());
     store->root().dictionary("Folders")->set("New", node());

@@ -8,8 +8,8 @@
 #include "SDK/Reporting.hpp"
 #include "SDK/SubscribeArguments.hpp"
 
+#include <algorithm>
 #include <iterator>
-#include <limits>
 #include <map>
 #include <set>
 #include <utility>
@@ -101,33 +101,63 @@ class RenewedPaths {
 public:
     explicit RenewedPaths(std::vector<std::string>& paths) : _old(paths) {}
 
-    void add(std::string path) { _new.push_back({std::move(path), none}); }
+    void add(std::string path) {
+        _made.push_back(std::move(path));
+        ++_size;
+    }
 
     void add(const std::string& folder, std::string_view name) {
         // Behind a removal the next one fits, and behind an insertion the same one again.
         for (std::size_t old = _next; old < _old.size() && old < _next + 2; ++old) {
             if (!isPathOf(_old[old], folder, name)) continue;
-            _new.push_back({{}, old});
-            _next = old + 1;
+            takeOver(old);
             return;
         }
         add(joinedPath(folder, name));
     }
 
     void replaceOld() {
-        _result.reserve(_new.size());
-        for (Path& path : _new)
-            _result.push_back(std::move(path.old == none ? path.text : _old[path.old]));
-        _old.swap(_result);
+        if (_runs.empty()) {
+            _old.swap(_made);
+            return;
+        }
+        // As long as none moves towards the end, none is in the way of another.
+        const bool canStay =
+            std::all_of(_runs.begin(), _runs.end(), [](const Run& run) { return run.place <= run.old; });
+        std::vector<std::string> other;
+        std::vector<std::string>& list = canStay ? _old : other;
+        list.resize(std::max(list.size(), _size));
+        std::string* place = list.data();
+        auto made = _made.begin();
+        for (const Run& run : _runs) {
+            for (; place != list.data() + run.place; ++place, ++made)
+                *place = std::move(*made);
+            std::string* const old = _old.data() + run.old;
+            if (place != old) std::move(old, old + run.size, place);
+            place += run.size;
+        }
+        std::move(made, _made.end(), place);
+        list.resize(_size);
+        if (!canStay) _old.swap(other);
     }
 
 private:
-    static constexpr std::size_t none = std::numeric_limits<std::size_t>::max();
-
-    struct Path {
-        std::string text;
+    /// Paths that follow each other in both lists.
+    struct Run {
         std::size_t old;
+        std::size_t place; ///< in the new list
+        std::size_t size;
     };
+
+    void takeOver(std::size_t old) {
+        if (_runs.empty() || _runs.back().old + _runs.back().size != old ||
+            _runs.back().place + _runs.back().size != _size) {
+            _runs.push_back({old, _size, 0});
+        }
+        ++_runs.back().size;
+        ++_size;
+        _next = old + 1;
+    }
 
     static bool isPathOf(const std::string& path, const std::string& folder, std::string_view name) {
         if (!isPlainlyJoined(folder, name)) return false;
@@ -137,8 +167,10 @@ private:
     }
 
     std::vector<std::string>& _old;
-    std::vector<Path> _new;
-    std::vector<std::string> _result;
+    /// What the old list lacks.
+    std::vector<std::string> _made;
+    std::vector<Run> _runs;
+    std::size_t _size = 0;
     std::size_t _next = 0;
 };
 
