@@ -375,6 +375,15 @@ TEST_P(FolderEventsContract, Names_of_any_bytes_are_told_as_they_are) {
     EXPECT_THAT(nextBatch(), ElementsAre(root + "/" + longest));
 }
 
+TEST_P(FolderEventsContract, Behind_a_slash_at_the_roots_end_comes_no_second_one) {
+    makeFolders({"Root/A", "Root/A/B"});
+    watch(root + "/");
+    write("Root/A/B/file");
+    EXPECT_THAT(nextBatch(), ElementsAre(root + "/A/B"));
+    write("Root/file");
+    EXPECT_THAT(nextBatch(), ElementsAre(root + "/"));
+}
+
 TEST_P(FolderEventsContract, A_destroyed_stream_delivers_nothing_any_more) {
     watch();
     write("Root/file");

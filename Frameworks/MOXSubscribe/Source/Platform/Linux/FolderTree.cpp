@@ -81,12 +81,20 @@ FolderTree::~FolderTree() = default;
 // Paths and nodes
 
 std::string FolderTree::pathOf(const Node& node) const {
-    std::vector<const Node*> way;
+    if (node.parent == nullptr) return _path;
+    std::string_view top = _path;
+    if (top.ends_with('/')) top.remove_suffix(1);
+    std::size_t end = top.size();
     for (const Node* current = &node; current->parent != nullptr; current = current->parent)
-        way.push_back(current);
-    std::string path = _path;
-    for (auto current = way.rbegin(); current != way.rend(); ++current)
-        append(path, (*current)->name);
+        end += 1 + current->name.size();
+    // Written from its end, where the way through the parents begins.
+    std::string path(end, '/');
+    for (const Node* current = &node; current->parent != nullptr; current = current->parent) {
+        end -= current->name.size();
+        current->name.copy(path.data() + end, current->name.size());
+        --end;
+    }
+    top.copy(path.data(), top.size());
     return path;
 }
 
@@ -412,13 +420,16 @@ void FolderTree::report(Node& node) {
     }
     node.reportedIn = _batch;
     const auto [path, isNew] = _changedPaths.insert(pathOf(node));
-    if (isNew) _changes.push_back(*path);
+    if (isNew) _changes.push_back(&*path);
 }
 
 std::vector<std::string> FolderTree::takeChanges() {
     ++_batch;
-    _changedPaths.clear();
-    return std::exchange(_changes, {});
+    std::vector<std::string> changes;
+    changes.reserve(_changes.size());
+    for (const std::string* const path : std::exchange(_changes, {}))
+        changes.push_back(std::move(_changedPaths.extract(*path).value()));
+    return changes;
 }
 
 } // namespace mox

@@ -87,8 +87,9 @@ private:
     bool _hasLostEvents = false;
     bool _mustCheckRoot = false;
 
-    std::vector<std::string> _changes;
     std::unordered_set<std::string> _changedPaths;
+    /// In the order of their first changes.
+    std::vector<const std::string*> _changes;
     std::uint64_t _batch = 1;
 };
 
