@@ -95,8 +95,9 @@ void saveFresh(benchmark::State& state, const StoreSize& size) {
 /// Moves one entry to another name and back; each move saves once.
 void changeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
-    PreparedStore::makePagesReady(2);
+    PreparedStore::makePagesReady(1);
     Store store;
+    PreparedStore::makePagesReady(1);
     std::string name = size.folder() + "/" + entryName(0);
     std::string otherName = name + " moved";
     for ([[maybe_unused]] auto _ : state) {
@@ -119,8 +120,9 @@ Run changePeer(PeerLoader load) {
 
 void removeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
-    PreparedStore::makePagesReady(2);
+    PreparedStore::makePagesReady(1);
     Store store;
+    PreparedStore::makePagesReady(1);
     std::int64_t number = 0;
     for ([[maybe_unused]] auto _ : state) {
         if (!store.removeSubscriptionAtPath(size.folder() + "/" + entryName(number++)))
