@@ -218,6 +218,18 @@ TEST(PropertyListPieces, Many_small_pieces_become_few_again) {
     EXPECT_LT(storedPiecesOfPropertyList(tree).value().pieces.size(), 1200U);
 }
 
+TEST(PropertyListPieces, Many_entries_are_written_whether_the_first_ones_are_like_the_others_or_not) {
+    for (const auto& [first, others] : {std::pair(50'000, 10), std::pair(10, 50'000), std::pair(900, 900)}) {
+        Dictionary records;
+        for (int number = 100; number < 600; ++number) {
+            const auto size = static_cast<std::size_t>(number < 140 ? first : others);
+            records.set(std::to_string(number), PropertyList::Data(Bytes(size, 'd')));
+        }
+        const PropertyList tree = records;
+        EXPECT_EQ(load(save(tree)), tree);
+    }
+}
+
 TEST(PropertyListPieces, What_XML_cannot_carry_is_one_piece_of_binary_form) {
     PropertyList tree = load(save(store(2)));
     tree.dictionary()->set("Bell", "\a");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 #include <string>
 
 namespace mox {
@@ -93,6 +94,40 @@ TEST(BytesBuffer, Many_megabytes_stay_what_they_are_while_more_come_and_when_the
         EXPECT_TRUE(bytes.starts_with(part));
         EXPECT_EQ(bytes.back(), static_cast<char>('0' + index));
     }
+}
+
+TEST(BytesBuffer, Expected_bytes_are_not_moved_while_they_come) {
+    BytesBuffer buffer;
+    buffer.append("abc");
+    constexpr std::size_t size = 33'333'333;
+    buffer.expect(size);
+    const char* const bytes = buffer.view().data();
+    EXPECT_EQ(buffer.view(), "abc");
+    while (buffer.size() < size)
+        buffer.append(std::min<std::size_t>(100'000, size - buffer.size()), 'x');
+    EXPECT_EQ(buffer.view().data(), bytes);
+    EXPECT_EQ(buffer.take().view(), "abc" + std::string(size - 3, 'x'));
+}
+
+TEST(BytesBuffer, More_bytes_may_come_than_were_expected_and_fewer) {
+    BytesBuffer buffer;
+    buffer.append("abc");
+    buffer.expect(10);
+    buffer.append(100'000, 'x');
+    buffer.expect(1'000'000);
+    buffer.expect(5);
+    EXPECT_EQ(buffer.take().view(), "abc" + std::string(100'000, 'x'));
+}
+
+TEST(BytesBuffer, More_bytes_may_be_expected_than_there_is_memory_for) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers end the program instead of refusing so much memory";
+#endif
+    BytesBuffer buffer;
+    buffer.append("abc");
+    buffer.expect(std::numeric_limits<std::size_t>::max() / 2);
+    buffer.append("def");
+    EXPECT_EQ(buffer.take().view(), "abcdef");
 }
 
 } // namespace

@@ -97,6 +97,7 @@ private:
         const PropertyList* valuesEnd = nullptr;
         const PropertyList::Entry* entry = nullptr;
         const PropertyList::Entry* entriesEnd = nullptr;
+        const PropertyList::Entry* sampleEnd = nullptr;       ///< Null in a small dictionary.
         const PropertyList::Dictionary* dictionary = nullptr; ///< Null for an array.
         std::size_t textBegin = 0;
         std::size_t keptBefore = 0;
@@ -125,6 +126,7 @@ private:
     bool openDictionary(const PropertyList::Dictionary& dictionary);
     void open(Open container, std::string_view tag);
     bool writeChildren();
+    void expectWhole(const Open& container);
     void close();
     void writeData(const PropertyList::Data& data);
     void appendKept(const SharedBytes& text, bool isData);
@@ -144,6 +146,9 @@ private:
     bool isUsable(const SharedBytes& text) const {
         return _usesKeptText && !_abandoned.contains(text.whole().data());
     }
+
+    /// How many entries of a large dictionary tell how much all of them will take.
+    static constexpr std::size_t entriesOfSample = 32;
 
     const bool _usesKeptText = false;
     const Documents _abandoned = {};
@@ -326,11 +331,20 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
     return true;
 }
 
+/// Makes room for the whole of a dictionary when a sample of it has been written, since in one that is large
+/// the entries are alike; for a quarter more, which costs nothing as long as nothing is written there.
+void XMLWriter::expectWhole(const Open& container) {
+    const std::size_t sample = _text.size() - container.textBegin;
+    const std::size_t samples = container.dictionary->size() / entriesOfSample + 1;
+    _text.expect(container.textBegin + sample * (samples + samples / 4));
+}
+
 bool XMLWriter::writeChildren() {
     const std::size_t depth = _open.size();
     while (_open.size() == depth) {
         Open& container = _open.back();
         if (container.entry != container.entriesEnd) {
+            if (container.entry == container.sampleEnd) expectWhole(container);
             const PropertyList::Entry& entry = *container.entry++;
             if (!writeElement("<key>", entry.key, "</key>\n") || !writeValue(entry.value)) return false;
         } else if (container.value != container.valuesEnd) {
@@ -382,6 +396,8 @@ bool XMLWriter::openDictionary(const PropertyList::Dictionary& dictionary) {
     if (!dictionary.empty()) {
         open({.entry = dictionary.begin(),
               .entriesEnd = dictionary.end(),
+              .sampleEnd =
+                  dictionary.size() > entriesOfSample ? dictionary.begin() + entriesOfSample : nullptr,
               .dictionary = &dictionary,
               .canKeepText = canKeepText},
              "<dict>\n");

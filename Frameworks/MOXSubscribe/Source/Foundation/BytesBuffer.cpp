@@ -29,13 +29,18 @@ void preferLargePages([[maybe_unused]] char* storage, [[maybe_unused]] std::size
 } // namespace
 
 void BytesBuffer::setCapacity(std::size_t capacity) {
+    if (!trySetCapacity(capacity)) throw std::bad_alloc();
+}
+
+bool BytesBuffer::trySetCapacity(std::size_t capacity) noexcept {
     // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): nothing else grows memory in its place.
     void* storage = std::realloc(_storage.get(), capacity);
-    if (storage == nullptr) throw std::bad_alloc();
+    if (storage == nullptr) return false;
     static_cast<void>(_storage.release());
     _storage.reset(static_cast<char*>(storage));
     if (capacity > _capacity) preferLargePages(_storage.get(), capacity);
     _capacity = capacity;
+    return true;
 }
 
 } // namespace mox

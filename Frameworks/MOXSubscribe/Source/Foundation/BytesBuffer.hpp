@@ -35,6 +35,12 @@ public:
         extend(count);
     }
 
+    /// Tells that there will be about `size` bytes, so that many more than there are now need not be moved
+    /// while they come. It is no failure when there is no memory for as many.
+    void expect(std::size_t size) {
+        if (size / 2 > _capacity) trySetCapacity(size);
+    }
+
     /// Drops what is behind the first `size` bytes.
     void truncate(std::size_t size) { _size = size; }
 
@@ -61,6 +67,7 @@ private:
     };
 
     void setCapacity(std::size_t capacity);
+    bool trySetCapacity(std::size_t capacity) noexcept;
 
     std::unique_ptr<char, Free> _storage;
     std::size_t _size = 0;
