@@ -95,7 +95,6 @@ void saveFresh(benchmark::State& state, const StoreSize& size) {
 /// Moves one entry to another name and back; each move saves once.
 void changeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
-    PreparedStore::makePagesReady(1);
     Store store;
     PreparedStore::makePagesReady(1);
     std::string name = size.folder() + "/" + entryName(0);
@@ -120,7 +119,6 @@ Run changePeer(PeerLoader load) {
 
 void removeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
-    PreparedStore::makePagesReady(1);
     Store store;
     PreparedStore::makePagesReady(1);
     std::int64_t number = 0;

@@ -230,6 +230,16 @@ TEST(PropertyListPieces, Many_entries_are_written_whether_the_first_ones_are_lik
     }
 }
 
+TEST(PropertyListPieces, Behind_a_dictionary_that_is_kept_a_large_one_may_be_changed_at_its_end) {
+    Dictionary root;
+    root.set("A", *store(3).dictionary()->dictionary("Subscriptions"));
+    root.set("B", *store(1000).dictionary()->dictionary("Subscriptions"));
+    PropertyList tree = load(save(root));
+    tree.dictionary()->dictionary("B")->set("Record 1999", "changed");
+    EXPECT_EQ(load(save(tree)), tree);
+    EXPECT_LT(newTextOf(tree), 1000U);
+}
+
 TEST(PropertyListPieces, What_XML_cannot_carry_is_one_piece_of_binary_form) {
     PropertyList tree = load(save(store(2)));
     tree.dictionary()->set("Bell", "\a");

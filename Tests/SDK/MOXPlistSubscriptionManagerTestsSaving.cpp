@@ -206,18 +206,26 @@ TEST_F(SavingThePlistStore, After_any_change_the_lists_are_those_of_the_tree_wha
     struct Tree {
         Dictionary root;
         Paths paths;
+        Paths folders;
     };
-    // Five subscriptions in two folders, each of which is there in one half of the trees.
+    // Two folders, the second of which is there when it has subscriptions; each of the five subscriptions is
+    // in half of the trees.
     std::vector<Tree> trees(std::size_t{1} << 5U);
     for (std::size_t number = 0; number < trees.size(); ++number) {
         Tree& tree = trees[number];
-        tree.root = node({{"A", node()}, {"B", node()}});
+        tree.root = node({{"A", node()}});
+        tree.folders = {"A"};
         std::size_t rest = number;
         for (const char* const path : {"A/1", "A/2, longer than a short text", "A/3", "B/1", "B/2"}) {
             if (rest % 2 != 0) {
                 tree.paths.emplace_back(path);
-                Dictionary* const folder = tree.root.dictionary("Folders")->dictionary({path, 1});
-                folder->dictionary("Subscriptions")->set(path + 2, entry());
+                const std::string_view name(path, 1);
+                Dictionary* const folders = tree.root.dictionary("Folders");
+                if (name != tree.folders.back()) {
+                    folders->set(std::string(name), node());
+                    tree.folders.emplace_back(name);
+                }
+                folders->dictionary(name)->dictionary("Subscriptions")->set(path + 2, entry());
             }
             rest /= 2;
         }
@@ -230,6 +238,7 @@ TEST_F(SavingThePlistStore, After_any_change_the_lists_are_those_of_the_tree_wha
                 store->updateConvenienceArrays();
             }
             ASSERT_EQ(store->subscriptionPaths(), after.paths);
+            ASSERT_EQ(store->folders(), after.folders);
         }
     }
 }

@@ -132,6 +132,27 @@ TEST_F(MemoryOfTheDictionaryModel, A_move_or_rename_that_runs_out_of_memory_lose
     }
 }
 
+TEST_F(MemoryOfTheDictionaryModel, Lists_that_cannot_be_renewed_stay_as_they_were) {
+    // One in front of those that stay, so that all move; none in front; and one that goes.
+    for (const std::string change : {"A name in front of all", "Z name behind all others", "One"}) {
+        long number = 0;
+        for (bool isDone = false; !isDone; ++number) {
+            SCOPED_TRACE(change + ", allocation " + std::to_string(number));
+            const auto store = open(sample());
+            const Paths paths = store->subscriptionPaths();
+            const Paths folders = store->folders();
+            Dictionary& top = *store->dictionaryForPath("Top Folder");
+            Dictionary& subscriptions = *top.dictionary("Subscriptions");
+            if (!subscriptions.remove(change)) subscriptions.set(change, entry());
+            top.dictionary("Folders")->set("A new folder with a long name", node());
+            isDone = survives(number, [&] { store->updateConvenienceArrays(); });
+            EXPECT_EQ(store->subscriptionPaths() == paths, !isDone);
+            EXPECT_EQ(store->folders() == folders, !isDone);
+        }
+        EXPECT_GT(number, 3);
+    }
+}
+
 TEST_F(MemoryOfTheDictionaryModel, A_start_that_runs_out_of_memory_leaves_the_file_alone) {
     putTree(sample());
     const std::string before = bytesOfFile(plistPath());

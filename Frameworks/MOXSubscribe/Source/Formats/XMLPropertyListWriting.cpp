@@ -332,11 +332,16 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
 }
 
 /// Makes room for the whole of a dictionary when a sample of it has been written, since in one that is large
-/// the entries are alike; for a quarter more, which costs nothing as long as nothing is written there.
+/// the entries are alike. It is for a quarter more: memory that is never written costs nothing. Allocators
+/// copy what outgrows their heap, but let the system move what is larger than the limit here.
 void XMLWriter::expectWhole(const Open& container) {
-    const std::size_t sample = _text.size() - container.textBegin;
-    const std::size_t samples = container.dictionary->size() / entriesOfSample + 1;
-    _text.expect(container.textBegin + sample * (samples + samples / 4));
+    constexpr std::uint64_t limit = std::uint64_t{64} * 1024 * 1024;
+    // Where kept text was taken, little is made, and some of it may have been dropped again.
+    if (container.keptBefore != _keptCount) return;
+    const std::uint64_t sample = _text.size() - container.textBegin;
+    const std::uint64_t samples = container.dictionary->size() / entriesOfSample + 1;
+    const std::uint64_t whole = container.textBegin + sample * (samples + samples / 4);
+    _text.expect(static_cast<std::size_t>(std::min(whole, limit)));
 }
 
 bool XMLWriter::writeChildren() {

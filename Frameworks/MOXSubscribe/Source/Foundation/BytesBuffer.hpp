@@ -35,8 +35,9 @@ public:
         extend(count);
     }
 
-    /// Tells that there will be about `size` bytes, so that many more than there are now need not be moved
-    /// while they come. It is no failure when there is no memory for as many.
+    /// Makes room for `size` bytes in all when that is more than twice the room there is, so that they are
+    /// not moved while they come; anything less is left to the doubling of the room, so that many calls take
+    /// no more time than that. It is no failure when there is no memory for as many.
     void expect(std::size_t size) {
         if (size / 2 > _capacity) trySetCapacity(size);
     }

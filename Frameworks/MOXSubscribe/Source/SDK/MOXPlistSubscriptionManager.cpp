@@ -96,7 +96,7 @@ std::string joinedPath(const std::string& folder, std::string_view name) {
 
 /// Lists paths anew, taking over those of the old list that are still right: from one save to the next most
 /// of them are, and making them again would take as long as all else but the writing. The old list stays as
-/// it is until it is replaced, for which nothing can fail any more.
+/// it is until it is replaced, for which all memory is there before anything changes.
 class RenewedPaths {
 public:
     explicit RenewedPaths(std::vector<std::string>& paths) : _old(paths) {}

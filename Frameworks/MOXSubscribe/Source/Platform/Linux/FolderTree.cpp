@@ -429,6 +429,8 @@ std::vector<std::string> FolderTree::takeChanges() {
     changes.reserve(_changes.size());
     for (const std::string* const path : std::exchange(_changes, {}))
         changes.push_back(std::move(_changedPaths.extract(*path).value()));
+    // A path that there was no memory to tell of is not kept from being told of the next time.
+    _changedPaths.clear();
     return changes;
 }
 

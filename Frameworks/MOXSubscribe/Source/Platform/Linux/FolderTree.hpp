@@ -88,7 +88,7 @@ private:
     bool _mustCheckRoot = false;
 
     std::unordered_set<std::string> _changedPaths;
-    /// In the order of their first changes.
+    /// Those in `_changedPaths`, in the order of their first changes.
     std::vector<const std::string*> _changes;
     std::uint64_t _batch = 1;
 };
