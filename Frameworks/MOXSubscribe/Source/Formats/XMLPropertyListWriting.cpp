@@ -332,10 +332,10 @@ bool XMLWriter::writeElement(const char (&startTag)[startSize], std::string_view
 }
 
 /// Makes room for the whole of a dictionary when a sample of it has been written, since in one that is large
-/// the entries are alike. It is for a quarter more: memory that is never written costs nothing. Allocators
-/// copy what outgrows their heap, but let the system move what is larger than the limit here.
+/// the entries are alike. It is for a quarter more: memory that is never written costs nothing. The limit is
+/// for a sample that is not like the rest.
 void XMLWriter::expectWhole(const Open& container) {
-    constexpr std::uint64_t limit = std::uint64_t{64} * 1024 * 1024;
+    constexpr std::uint64_t limit = std::uint64_t{1} << 30U;
     // Where kept text was taken, little is made, and some of it may have been dropped again.
     if (container.keptBefore != _keptCount) return;
     const std::uint64_t sample = _text.size() - container.textBegin;
