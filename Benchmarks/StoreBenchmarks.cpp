@@ -56,7 +56,8 @@ void withFreshStores(benchmark::State& state, const StoreSize& size,
         ::unlink(storePath().c_str());
         auto store = std::make_unique<Store>();
         store->fill(size);
-        PreparedStore::makePagesReady(2);
+        PreparedStore::makePagesReady();
+        PreparedStore::makeMemoryReady();
         state.ResumeTiming();
         measured(*store);
         state.PauseTiming();
@@ -83,6 +84,7 @@ void serialiseLoaded(benchmark::State& state, const StoreSize&) {
 Run serialisePeer(PeerLoader load) {
     return [load](benchmark::State& state, const StoreSize&) {
         const std::unique_ptr<Peer> peer = load();
+        PreparedStore::makeMemoryReady();
         for ([[maybe_unused]] auto _ : state)
             peer->serialise([](std::string_view text) { benchmark::DoNotOptimize(text); });
     };
@@ -96,7 +98,7 @@ void saveFresh(benchmark::State& state, const StoreSize& size) {
 void changeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
     Store store;
-    PreparedStore::makePagesReady(1);
+    PreparedStore::makePagesReady();
     std::string name = size.folder() + "/" + entryName(0);
     std::string otherName = name + " moved";
     for ([[maybe_unused]] auto _ : state) {
@@ -108,7 +110,7 @@ void changeOurs(benchmark::State& state, const StoreSize& size) {
 Run changePeer(PeerLoader load) {
     return [load](benchmark::State& state, const StoreSize&) {
         const std::unique_ptr<Peer> peer = load();
-        PreparedStore::makePagesReady(1);
+        PreparedStore::makePagesReady();
         int round = 0;
         for ([[maybe_unused]] auto _ : state) {
             peer->change(entryName(0), std::to_string(++round));
@@ -120,7 +122,7 @@ Run changePeer(PeerLoader load) {
 void removeOurs(benchmark::State& state, const StoreSize& size) {
     PreparedStore::isChanged();
     Store store;
-    PreparedStore::makePagesReady(1);
+    PreparedStore::makePagesReady();
     std::int64_t number = 0;
     for ([[maybe_unused]] auto _ : state) {
         if (!store.removeSubscriptionAtPath(size.folder() + "/" + entryName(number++)))
@@ -131,7 +133,7 @@ void removeOurs(benchmark::State& state, const StoreSize& size) {
 /// Nothing less than writing the same bytes can change a file that is always written whole.
 void writeBytes(benchmark::State& state, const StoreSize&) {
     const std::string contents = contentsOf(storePath());
-    PreparedStore::makePagesReady(1);
+    PreparedStore::makePagesReady();
     for ([[maybe_unused]] auto _ : state)
         replaceFile(otherPath(), contents);
 }
@@ -252,7 +254,7 @@ bool isLeftOut(const Subject& subject, std::int64_t megabytes) {
 /// The subjects take turns. Whoever needs most time is measured least.
 void add(const StoreSize& size) {
     const std::int64_t megabytes = size.approximateBytes() / 1'000'000;
-    const int rounds = megabytes > 200 ? 3 : megabytes > 20 ? 5 : 7;
+    const int rounds = megabytes > 200 ? 3 : megabytes > 20 ? 5 : 15;
     for (int round = 0; round < rounds; ++round) {
         for (const Subject& subject : timedSubjects()) {
             if (!isLeftOut(subject, megabytes))

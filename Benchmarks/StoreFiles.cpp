@@ -1,5 +1,10 @@
 #include "StoreFiles.hpp"
 
+#include "Foundation/BytesBuffer.hpp"
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
 #include <cstdlib>
 #include <fcntl.h>
 #include <random>
@@ -124,12 +129,17 @@ void PreparedStore::isChanged() {
     isPreparedChanged = true;
 }
 
-void PreparedStore::makePagesReady(int count) {
-    const auto pathOf = [](int number) { return storeFolder() + "/Pages " + std::to_string(number); };
-    for (int number = 0; number < count; ++number)
-        replaceFile(pathOf(number), preparedContents);
-    for (int number = 0; number < count; ++number)
-        require(::unlink(pathOf(number).c_str()) == 0, "cannot remove " + pathOf(number));
+void PreparedStore::makePagesReady() {
+    const std::string path = storeFolder() + "/Pages";
+    replaceFile(path, preparedContents);
+    require(::unlink(path.c_str()) == 0, "cannot remove " + path);
+}
+
+void PreparedStore::makeMemoryReady() {
+    const std::size_t size = preparedContents.size() * 2;
+    BytesBuffer memory;
+    std::fill_n(memory.resize(size), size, '\0');
+    benchmark::DoNotOptimize(memory.view().data());
 }
 
 } // namespace mox::bench

@@ -58,9 +58,12 @@ public:
     /// Lets the next `ofSize` put back what the framework has changed.
     static void isChanged();
 
-    /// Writes `count` files like the prepared one and removes them, so that the system has the pages for as
-    /// many at hand. To get them anew can take longer than all that is measured.
-    static void makePagesReady(int count);
+    /// Writes a file like the prepared one and removes it, so that the system has the pages for another one
+    /// at hand. To get them anew can take longer than all that is measured.
+    static void makePagesReady();
+
+    /// Fills twice as much memory as the prepared file takes and gives it back, to the same end.
+    static void makeMemoryReady();
 };
 
 } // namespace mox::bench
