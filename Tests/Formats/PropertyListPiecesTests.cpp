@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -238,6 +239,70 @@ TEST(PropertyListPieces, Behind_a_dictionary_that_is_kept_a_large_one_may_be_cha
     tree.dictionary()->dictionary("B")->set("Record 1999", "changed");
     EXPECT_EQ(load(save(tree)), tree);
     EXPECT_LT(newTextOf(tree), 1000U);
+}
+
+/// Dictionaries that stand one behind the other, in the root and in another one.
+Bytes documentOfNeighbours() {
+    Dictionary inner;
+    for (const std::string name : {"C", "D", "E<"}) {
+        Dictionary record;
+        record.set("of", name);
+        inner.set(name, std::move(record));
+    }
+    Dictionary root;
+    root.set("A>", *inner.dictionary("C"));
+    root.set("B", *inner.dictionary("D"));
+    root.set("Inner", std::move(inner));
+    return xmlFromPropertyList(root).value();
+}
+
+TEST(PropertyListPieces, Any_byte_changed_between_neighbours_changes_nothing_else_in_what_is_written) {
+    const Bytes document = documentOfNeighbours();
+    int accepted = 0;
+    const auto tryDocument = [&accepted](const Bytes& changed) {
+        auto tree = propertyListKeepingBytes(SharedBytes(changed));
+        if (!tree || !tree->dictionary()) return;
+        ++accepted;
+        // What is around the neighbours is written anew.
+        tree->dictionary()->set("Z", "new");
+        if (Dictionary* const inner = tree->dictionary()->dictionary("Inner")) inner->set("Z", "new");
+        ASSERT_EQ(joined(storedPiecesOfPropertyList(*tree).value()), storedFormOfPropertyList(*tree))
+            << changed;
+    };
+    for (std::size_t position = 150; position < document.size(); ++position) {
+        tryDocument(Bytes(document).erase(position, 1));
+        for (const char byte : std::string_view("<>&/ak1= \t\n")) {
+            Bytes changed = document;
+            changed[position] = byte;
+            tryDocument(changed);
+            tryDocument(Bytes(document).insert(position, 1, byte));
+        }
+        for (const std::string_view name : {"&gt;", "&lt;"})
+            if (document.compare(position, name.size(), name) == 0)
+                tryDocument(Bytes(document).replace(position, name.size(), name == "&gt;" ? ">" : "&#60;"));
+    }
+    EXPECT_GT(accepted, 1000);
+}
+
+TEST(PropertyListPieces, Neighbours_may_change_their_keys_in_any_way) {
+    const std::vector<std::vector<std::string>> places = {
+        {"A>"}, {"B"}, {"Inner", "C"}, {"Inner", "D"}, {"Inner", "E<"}};
+    const auto at = [](PropertyList& tree, const std::vector<std::string>& place) -> PropertyList& {
+        PropertyList* value = &tree;
+        for (const std::string& key : place)
+            value = value->dictionary()->find(key);
+        return *value;
+    };
+    std::vector<std::size_t> order = {0, 1, 2, 3, 4};
+    do {
+        PropertyList tree = load(documentOfNeighbours());
+        std::vector<PropertyList> values;
+        for (const auto& place : places)
+            values.push_back(std::move(at(tree, place)));
+        for (std::size_t index = 0; index < places.size(); ++index)
+            at(tree, places[index]) = std::move(values[order[index]]);
+        EXPECT_EQ(load(save(tree)), tree);
+    } while (std::next_permutation(order.begin(), order.end()));
 }
 
 TEST(PropertyListPieces, What_XML_cannot_carry_is_one_piece_of_binary_form) {

@@ -92,6 +92,7 @@ private:
         bool isAsWritten;
         const char* begin;     ///< where its indentation begins
         PropertyList::Key key; ///< its own, in the dictionary around it
+        const char* keyBegin;  ///< where that one's indentation begins; null when it is not as it is written
         std::size_t nextKey;   ///< which of the known keys of its depth may come next
         std::vector<PropertyList::Entry> entries;
         PropertyList::Array values;
@@ -153,6 +154,8 @@ private:
     std::string _replacedText;
     PropertyList::Key _key;
     bool _hasKey = false;
+    /// Where the indentation of the key begins; null when its line is not as it is written.
+    const char* _keyBegin = nullptr;
 };
 
 /// How many tabs it was, behind a line feed; `otherWhiteSpace` when it was anything else.
@@ -264,9 +267,11 @@ bool CanonicalReader::readKey() {
     if (!readText(text) || !take("</key>")) return false;
     _key = PropertyList::Key(text);
     const std::string_view written(begin, static_cast<std::size_t>(_next - begin));
+    const bool isAsWritten = written.find('>') == written.size() - 1;
+    if (!isAsWritten) _keyBegin = nullptr;
     // The root has no other dictionary beside it. A ">" that is not a reference has to be found anew each
     // time, since it is not as we write it.
-    if (_open.size() == 1 || written.find('>') != written.size() - 1) return true;
+    if (_open.size() == 1 || !isAsWritten) return true;
     if (dictionary.nextKey < known.size())
         known[dictionary.nextKey] = {written, _key};
     else if (known.size() < mostChildrenExpected)
@@ -288,6 +293,7 @@ bool CanonicalReader::readItem() {
     _isLineAsWritten = tabs == _open.size();
     if (!_isLineAsWritten) differFromWritten();
     if (_next[1] == 'k') {
+        _keyBegin = _isLineAsWritten ? _lineBegin : nullptr;
         if (!isInDictionary || _hasKey || !take("<key>") || !readKey()) return false;
         _hasKey = true;
         return true;
@@ -388,7 +394,8 @@ bool CanonicalReader::add(PropertyList&& value) {
 bool CanonicalReader::open(bool isDictionary) {
     if (_open.size() == maximumPropertyListDepth) return false;
     const std::size_t depth = _open.size();
-    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::move(_key), 0, {}, {}});
+    const char* const keyBegin = _hasKey ? _keyBegin : nullptr;
+    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::move(_key), keyBegin, 0, {}, {}});
     _hasKey = false;
     if (_likenesses.size() == depth) _likenesses.emplace_back();
     if (isDictionary) _open.back().entries.reserve(std::min(_likenesses[depth].size, mostChildrenExpected));
@@ -419,7 +426,12 @@ bool CanonicalReader::close(bool isDictionary) {
         differFromWritten();
     } else if (_keeper) {
         const auto length = static_cast<std::size_t>(_next + 1 - closed.begin);
-        KeptText::keep(dictionary, {_keeper->part({closed.begin, length}), _open.size()});
+        KeptText::WrittenForm form = {_keeper->part({closed.begin, length}), _open.size()};
+        if (closed.keyBegin) {
+            form.key = _key;
+            form.keyLineSize = static_cast<std::size_t>(closed.begin - closed.keyBegin);
+        }
+        KeptText::keep(dictionary, std::move(form));
     }
     return add(std::move(dictionary));
 }

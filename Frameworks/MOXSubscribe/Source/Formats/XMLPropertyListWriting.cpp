@@ -129,6 +129,7 @@ private:
     void expectWhole(const Open& container);
     void close();
     void writeData(const PropertyList::Data& data);
+    bool extendLastPiece(const PropertyList::Entry& entry);
     void appendKept(const SharedBytes& text, bool isData);
     std::size_t madeSize() const;
     void endTextPiece();
@@ -241,6 +242,23 @@ DocumentPieces XMLWriter::keptPieces() {
     return result;
 }
 
+/// Takes an entry whose dictionary stands in its document right behind the last piece, with nothing but the
+/// line of the entry's key between them; whether it does. The same as to write the key and to compare, but
+/// without a look at key and document, most of whose time is waiting for memory.
+bool XMLWriter::extendLastPiece(const PropertyList::Entry& entry) {
+    const PropertyList::Dictionary* const dictionary = entry.value.dictionary();
+    const KeptText::WrittenForm* const form = dictionary ? KeptText::of(*dictionary) : nullptr;
+    if (!form || form->depth != _open.size() || !form->key.isSharedWith(entry.key)) return false;
+    if (_pieces.empty() || _text.size() != _textBegin) return false;
+    Piece& last = _pieces.back();
+    const std::string_view document = form->text.whole();
+    const auto begin = static_cast<std::size_t>(form->text.view().data() - document.data());
+    if (last.document.data() != document.data() || last.end + form->keyLineSize != begin) return false;
+    last.end = begin + form->text.view().size();
+    ++_keptCount;
+    return true;
+}
+
 void XMLWriter::appendKept(const SharedBytes& text, bool isData) {
     const std::string_view document = text.whole();
     const auto begin = static_cast<std::size_t>(text.view().data() - document.data());
@@ -351,6 +369,7 @@ bool XMLWriter::writeChildren() {
         if (container.entry != container.entriesEnd) {
             if (container.entry == container.sampleEnd) expectWhole(container);
             const PropertyList::Entry& entry = *container.entry++;
+            if (extendLastPiece(entry)) continue;
             if (!writeElement("<key>", entry.key, "</key>\n") || !writeValue(entry.value)) return false;
         } else if (container.value != container.valuesEnd) {
             if (!writeValue(*container.value++)) return false;

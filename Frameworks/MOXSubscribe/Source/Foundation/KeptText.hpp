@@ -35,7 +35,8 @@ public:
     /// Whether the dictionary can keep its lines; the dictionaries in it may still be in the way.
     static bool canBeKept(const PropertyList::Dictionary& dictionary) noexcept;
 
-    /// Keeps the lines, which must be those that writing the dictionary at that depth makes. The dictionary
+    /// Keeps the lines, which must be those that writing the dictionary at that depth makes; the line of the
+    /// key, when it is told, must stand right in front of them as it is written at that depth. The dictionary
     /// must be able to, and so must all in it; there must be no array in it, whose elements can be reached
     /// without its knowledge. This is no change of the value.
     static void keep(const PropertyList::Dictionary& dictionary, WrittenForm form);

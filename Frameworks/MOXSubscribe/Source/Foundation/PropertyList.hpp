@@ -166,6 +166,10 @@ public:
             SharedBytes text;
             /// In how many containers the dictionary is, which its indentation tells.
             std::size_t depth = 0;
+            /// The key on the line in front of the text, and that line's size; none when it is not known, or
+            /// is not as it is written.
+            Key key = {};
+            std::size_t keyLineSize = 0;
         };
 
         struct WrittenFormDeleter {

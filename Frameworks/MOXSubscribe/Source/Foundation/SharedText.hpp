@@ -40,6 +40,9 @@ public:
     }
     operator std::string_view() const noexcept { return view(); }
 
+    /// Whether the two share a text, which takes no look at it.
+    bool isSharedWith(const SharedText& other) const noexcept { return _block && _block == other._block; }
+
     friend bool operator==(const SharedText& left, const SharedText& right) noexcept {
         return left._block == right._block || left.view() == right.view();
     }
