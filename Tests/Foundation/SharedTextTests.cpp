@@ -54,6 +54,16 @@ TEST(SharedText, One_may_be_assigned_to_itself) {
     EXPECT_EQ(text, "text");
 }
 
+TEST(SharedText, Copies_share_their_text_and_equal_texts_and_none_do_not) {
+    const SharedText text("text");
+    const SharedText copy = text;
+    EXPECT_TRUE(copy.isSharedWith(text));
+    EXPECT_FALSE(text.isSharedWith(SharedText("text")));
+    EXPECT_FALSE(text.isSharedWith(SharedText()));
+    EXPECT_FALSE(SharedText().isSharedWith(SharedText()));
+    EXPECT_FALSE(SharedText("").isSharedWith(SharedText("")));
+}
+
 TEST(SharedText, A_copy_keeps_the_text_when_the_others_are_gone) {
     SharedText copy;
     {

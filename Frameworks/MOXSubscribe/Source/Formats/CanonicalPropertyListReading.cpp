@@ -90,10 +90,10 @@ private:
         bool isDictionary;
         /// Whether all that was read of it is as it is written, and can be kept.
         bool isAsWritten;
-        const char* begin;     ///< where its indentation begins
-        PropertyList::Key key; ///< its own, in the dictionary around it
-        const char* keyBegin;  ///< where that one's indentation begins; null when it is not as it is written
-        std::size_t nextKey;   ///< which of the known keys of its depth may come next
+        const char* begin;       ///< where its indentation begins
+        PropertyList::Key key;   ///< its own, in the dictionary around it
+        std::size_t keyLineSize; ///< of that one's line; 0 when there is none, or it is not as it is written
+        std::size_t nextKey;     ///< which of the known keys of its depth may come next
         std::vector<PropertyList::Entry> entries;
         PropertyList::Array values;
     };
@@ -394,8 +394,9 @@ bool CanonicalReader::add(PropertyList&& value) {
 bool CanonicalReader::open(bool isDictionary) {
     if (_open.size() == maximumPropertyListDepth) return false;
     const std::size_t depth = _open.size();
-    const char* const keyBegin = _hasKey ? _keyBegin : nullptr;
-    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::move(_key), keyBegin, 0, {}, {}});
+    const bool hasKeyLine = _hasKey && _keyBegin != nullptr;
+    const std::size_t keyLineSize = hasKeyLine ? static_cast<std::size_t>(_lineBegin - _keyBegin) : 0;
+    _open.push_back({isDictionary, _isLineAsWritten, _lineBegin, std::move(_key), keyLineSize, 0, {}, {}});
     _hasKey = false;
     if (_likenesses.size() == depth) _likenesses.emplace_back();
     if (isDictionary) _open.back().entries.reserve(std::min(_likenesses[depth].size, mostChildrenExpected));
@@ -427,9 +428,9 @@ bool CanonicalReader::close(bool isDictionary) {
     } else if (_keeper) {
         const auto length = static_cast<std::size_t>(_next + 1 - closed.begin);
         KeptText::WrittenForm form = {_keeper->part({closed.begin, length}), _open.size()};
-        if (closed.keyBegin) {
+        if (closed.keyLineSize != 0) {
             form.key = _key;
-            form.keyLineSize = static_cast<std::size_t>(closed.begin - closed.keyBegin);
+            form.keyLineSize = closed.keyLineSize;
         }
         KeptText::keep(dictionary, std::move(form));
     }

@@ -246,10 +246,11 @@ DocumentPieces XMLWriter::keptPieces() {
 /// line of the entry's key between them; whether it does. The same as to write the key and to compare, but
 /// without a look at key and document, most of whose time is waiting for memory.
 bool XMLWriter::extendLastPiece(const PropertyList::Entry& entry) {
+    // A document of which there is a piece may be used, and where no new text waits, none is lost.
+    if (_pieces.empty() || _text.size() != _textBegin) return false;
     const PropertyList::Dictionary* const dictionary = entry.value.dictionary();
     const KeptText::WrittenForm* const form = dictionary ? KeptText::of(*dictionary) : nullptr;
     if (!form || form->depth != _open.size() || !form->key.isSharedWith(entry.key)) return false;
-    if (_pieces.empty() || _text.size() != _textBegin) return false;
     Piece& last = _pieces.back();
     const std::string_view document = form->text.whole();
     const auto begin = static_cast<std::size_t>(form->text.view().data() - document.data());
