@@ -62,6 +62,11 @@ std::string_view escaped(char character) {
     }
 }
 
+/// Where a text begins in its document.
+std::size_t beginningOf(const SharedBytes& text) {
+    return static_cast<std::size_t>(text.view().data() - text.whole().data());
+}
+
 /// Writes a tree in one walk, which ends at the first value that XML cannot carry.
 ///
 /// Where the text of a dictionary is kept, or that of data, it is taken from there. What is in between, the
@@ -252,9 +257,9 @@ bool XMLWriter::extendLastPiece(const PropertyList::Entry& entry) {
     const KeptText::WrittenForm* const form = dictionary ? KeptText::of(*dictionary) : nullptr;
     if (!form || form->depth != _open.size() || !form->key.isSharedWith(entry.key)) return false;
     Piece& last = _pieces.back();
-    const std::string_view document = form->text.whole();
-    const auto begin = static_cast<std::size_t>(form->text.view().data() - document.data());
-    if (last.document.data() != document.data() || last.end + form->keyLineSize != begin) return false;
+    const std::size_t begin = beginningOf(form->text);
+    const bool isInOneDocument = last.document.data() == form->text.whole().data();
+    if (!isInOneDocument || last.end + form->keyLineSize != begin) return false;
     last.end = begin + form->text.view().size();
     ++_keptCount;
     return true;
@@ -262,7 +267,7 @@ bool XMLWriter::extendLastPiece(const PropertyList::Entry& entry) {
 
 void XMLWriter::appendKept(const SharedBytes& text, bool isData) {
     const std::string_view document = text.whole();
-    const auto begin = static_cast<std::size_t>(text.view().data() - document.data());
+    const std::size_t begin = beginningOf(text);
     const std::size_t end = begin + text.view().size();
     ++_keptCount;
     if (!_pieces.empty()) {

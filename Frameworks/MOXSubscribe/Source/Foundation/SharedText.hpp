@@ -40,7 +40,7 @@ public:
     }
     operator std::string_view() const noexcept { return view(); }
 
-    /// Whether the two share a text, which takes no look at it.
+    /// Whether the two share a text, which takes no look at it; two without a text share none.
     bool isSharedWith(const SharedText& other) const noexcept { return _block && _block == other._block; }
 
     friend bool operator==(const SharedText& left, const SharedText& right) noexcept {
